@@ -1,0 +1,110 @@
+#include "base/log/logger.h"
+
+#include <cstdlib>
+#include <iostream>
+#include <new>
+
+#include "base/string/owned_string.h"
+#include "base/sync/mutex.h"
+
+Mutex LogMutex;
+
+namespace {
+
+// Storage for the objects the start-up builds. They live in static storage
+// but are constructed and destroyed explicitly, so that their order does not
+// depend on the order in which translation units are initialised.
+alignas(std::ios_base::Init) unsigned char streamInitStorage[sizeof(
+    std::ios_base::Init)];
+alignas(Logger) unsigned char loggerStorage[sizeof(Logger)];
+
+// Constant-initialised (zero) before any dynamic initialisation runs.
+int startupCount;
+bool loggerBuilt;
+
+std::ios_base::Init* StreamInit() {
+  return std::launder(
+      reinterpret_cast<std::ios_base::Init*>(streamInitStorage));
+}
+
+Logger* LoggerObject() {
+  return std::launder(reinterpret_cast<Logger*>(loggerStorage));
+}
+
+void DestroyStreamInit() { StreamInit()->~Init(); }
+void DestroyLogger() { LoggerObject()->~Logger(); }
+void DestroyLogMutex() { MutexDestroy(&LogMutex); }
+
+void StartUp() {
+  new (streamInitStorage) std::ios_base::Init();
+  atexit(DestroyStreamInit);
+  new (loggerStorage) Logger();
+  loggerBuilt = true;
+  atexit(DestroyLogger);
+  MutexInit(&LogMutex);
+  atexit(DestroyLogMutex);
+}
+
+// Restores one channel to the standard log stream, keeping the stream it
+// leaves as the retired one.
+void RestoreChannel(std::ostream** current,
+                    std::unique_ptr<std::ostream>* retired, char** path,
+                    std::streambuf* saved_buffer) {
+  std::ostream* old = *current;
+  *current = &std::clog;
+  if (old != &std::clog) {
+    old->flush();
+    old->rdbuf(saved_buffer);
+    retired->reset(old);
+  }
+  StringReset(path);
+}
+
+}  // namespace
+
+LogStartup::LogStartup() {
+  if (startupCount++ == 0) {
+    StartUp();
+  }
+}
+
+Logger::Logger()
+    : logStream(&std::clog),
+      errorStream(&std::clog),
+      auxStream(&std::clog),
+      logPath(nullptr),
+      errorPath(nullptr),
+      auxPath(nullptr),
+      nullStream(new std::ofstream()),
+      savedLogBuffer(std::clog.rdbuf()),
+      redirectEnabled(0),
+      enabled(1),
+      labels(1),
+      buffered(1),
+      locking(1) {}
+
+Logger::~Logger() {
+  if (errorPath != nullptr) {
+    std::clog.rdbuf(savedLogBuffer);
+  }
+  RestoreChannel(&logStream, &retiredLogStream, &logPath, savedLogBuffer);
+  RestoreChannel(&errorStream, &retiredErrorStream, &errorPath,
+                 savedLogBuffer);
+  RestoreChannel(&auxStream, &retiredAuxStream, &auxPath, savedLogBuffer);
+  retiredLogStream.reset();
+  retiredErrorStream.reset();
+  retiredAuxStream.reset();
+  nullStream.reset();
+}
+
+Logger& LoggerInstance() {
+  // A caller that reaches the Logger before any LogStartup of its own ran
+  // (a translation unit that declares the accessors by hand) still finds it
+  // built.
+  if (!loggerBuilt) {
+    LogStartup startup;
+  }
+  return *LoggerObject();
+}
+
+std::ostream& LogStandardStream() { return std::clog; }
