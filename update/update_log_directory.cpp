@@ -1,0 +1,88 @@
+// The run's log directory "<QZ_ROOT>/M-<host>-<pid>-<id>" and its session
+// file, into which the Logger's log channel goes.
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <sstream>
+
+#include "base/error/error_format.h"
+#include "base/log/log_redirect.h"
+#include "base/log/logger.h"
+#include "base/process/host_name.h"
+#include "base/string/owned_string.h"
+#include "update/update.h"
+#include "update/update_internal.h"
+
+namespace {
+
+constexpr int kPathBufferSize = 1024;
+
+}  // namespace
+
+char* UpdateCreateLogDirectory() {
+  const char* root = UpdateGetEnvironment("QZ_ROOT");
+  if (root == nullptr) {
+    UpdateWriteError(
+        "Update: WARNING! Could not find personal qz directory.\n");
+    return nullptr;
+  }
+
+  const char* host = ProcessHostName();
+  char* id = UpdateRandomId();
+  char path[kPathBufferSize];
+  int length = snprintf(path, kPathBufferSize - 1, "%s%s%s%s-%d-%s", root, "/",
+                        "M-", host, static_cast<int>(getpid()), id);
+  StringReset(&id);
+
+  // A name cut to fit the buffer would be some other directory: refused.
+  int result = -1;
+  if (length >= 0 && length < kPathBufferSize - 1) {
+    result = mkdir(path, 0700);
+  } else {
+    errno = ENAMETOOLONG;
+  }
+  if (result != 0) {
+    int error = errno;
+    std::ostringstream line;
+    line << "Update: WARNING! Could not create log directory '" << path
+         << "'. Error is '" << ErrorText(error) << "'\n";
+    UpdateWriteError(line.str());
+    return nullptr;
+  }
+  // The mode asked of mkdir was cut by the umask.
+  static_cast<void>(chmod(path, 0700));
+  UpdateSetOwner(path);
+
+  char* directory = StringDuplicate(path);
+  UpdatePrint("Update: Using log directory '") << directory << "'.\n";
+  return directory;
+}
+
+void UpdatePrepareLogs() {
+  char* directory = UpdateCreateLogDirectory();
+  if (directory == nullptr || directory[0] == '\0') {
+    UpdateWriteError("Update: WARNING! Could not create log directory.\n");
+    StringReset(&directory);
+    UpdateExit();
+  }
+  // setenv copies the value; it fails only when memory runs out.
+  static_cast<void>(setenv("QZ_LOGS", directory, 1));
+
+  char* session = nullptr;
+  StringAppend(&session, directory, "/", "session");
+  Logger& logger = LoggerInstance();
+  logger.redirectEnabled = 2;
+  // When the file cannot be opened the Logger keeps its stream, and the
+  // mode and owner changes below fail quietly or with a warning.
+  LoggerRedirectLog(logger, nullptr, session);
+  static_cast<void>(chmod(session, 0600));
+  UpdateSetOwner(session);
+
+  StringReset(&session);
+  StringReset(&directory);
+}
