@@ -382,7 +382,7 @@ TEST(LoggerRedirectAuxToStream, RefusesNullAndRetiredStream) {
 TEST(LoggerDestruction, FlushesFilesOnceAtExit) {
   TempDir temp;
   std::string stderr_path = temp.Path("stderr");
-  fflush(nullptr);
+  static_cast<void>(fflush(nullptr));
   std::cout.flush();
   std::clog.flush();
   pid_t child = fork();
