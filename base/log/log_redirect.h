@@ -5,8 +5,10 @@
 // concerned. A stream reference obtained from an accessor before a
 // redirection stays valid through it: the old stream is retired (kept alive,
 // writing into the standard log stream's buffer) until the next retirement on
-// that channel or exit. Files are created with mode 0600 (umask 077 around
-// the open) and opened for appending.
+// that channel or exit. std::clog never keeps writing into a stream that is
+// retired, so it is never left on a destroyed buffer. Files are created with
+// mode 0600 (umask 077 around the open, which other threads see too) and
+// opened for appending.
 
 #ifndef QZ_BASE_LOG_LOG_REDIRECT_H_
 #define QZ_BASE_LOG_LOG_REDIRECT_H_
@@ -25,17 +27,27 @@ void LoggerRedirectLog(Logger& logger, const char* dir, const char* name);
 void LoggerRedirectError(Logger& logger, const char* dir, const char* name);
 void LoggerRedirectAux(Logger& logger, const char* dir, const char* name);
 
-// The channel takes over the given heap-allocated stream (or std::clog).
+// The channel takes over the given heap-allocated stream (or std::clog): the
+// Logger owns it from then on and destroys it when it leaves the retired
+// slot or at exit. A null stream or the channel's own retired stream is
+// refused and stays the caller's; the channel's current stream changes
+// nothing. Redirecting the error channel also points std::clog at the
+// stream and writes "Logger: Redirected the standard error to the stream."
+// there.
 void LoggerRedirectLogToStream(Logger& logger, std::ostream* stream);
 void LoggerRedirectErrorToStream(Logger& logger, std::ostream* stream);
 void LoggerRedirectAuxToStream(Logger& logger, std::ostream* stream);
 
-// Empties the channel's file when it is at least limit bytes long.
+// Empties the channel's file when it is at least limit bytes long (0: any
+// size; negative: never) by reopening it. If it cannot be reopened the
+// channel is back on std::clog. std::clog, when it wrote into the channel's
+// file, writes into the reopened file (or its own buffer on failure).
 void LoggerTruncateLog(Logger& logger, int limit);
 void LoggerTruncateError(Logger& logger, int limit);
 void LoggerTruncateAux(Logger& logger, int limit);
 
-// Back to the standard log stream; the channel's path is freed.
+// Back to the standard log stream; the channel's path is freed. std::clog
+// gets its own buffer back when it wrote into the channel's stream.
 void LoggerRestoreLog(Logger& logger);
 void LoggerRestoreError(Logger& logger);
 void LoggerRestoreAux(Logger& logger);

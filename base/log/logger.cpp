@@ -4,7 +4,7 @@
 #include <iostream>
 #include <new>
 
-#include "base/string/owned_string.h"
+#include "base/log/log_redirect.h"
 #include "base/sync/mutex.h"
 
 Mutex LogMutex;
@@ -45,21 +45,6 @@ void StartUp() {
   atexit(DestroyLogMutex);
 }
 
-// Restores one channel to the standard log stream, keeping the stream it
-// leaves as the retired one.
-void RestoreChannel(std::ostream** current,
-                    std::unique_ptr<std::ostream>* retired, char** path,
-                    std::streambuf* saved_buffer) {
-  std::ostream* old = *current;
-  *current = &std::clog;
-  if (old != &std::clog) {
-    old->flush();
-    old->rdbuf(saved_buffer);
-    retired->reset(old);
-  }
-  StringReset(path);
-}
-
 }  // namespace
 
 LogStartup::LogStartup() {
@@ -84,13 +69,15 @@ Logger::Logger()
       locking(1) {}
 
 Logger::~Logger() {
+  // std::clog gets its own buffer back before any channel's stream is
+  // flushed and retired; the stream library's clean-up flushes it later.
   if (errorPath != nullptr) {
     std::clog.rdbuf(savedLogBuffer);
   }
-  RestoreChannel(&logStream, &retiredLogStream, &logPath, savedLogBuffer);
-  RestoreChannel(&errorStream, &retiredErrorStream, &errorPath,
-                 savedLogBuffer);
-  RestoreChannel(&auxStream, &retiredAuxStream, &auxPath, savedLogBuffer);
+  LoggerRestoreLog(*this);
+  LoggerRestoreError(*this);
+  LoggerRestoreAux(*this);
+  // Destroying a file stream closes its file.
   retiredLogStream.reset();
   retiredErrorStream.reset();
   retiredAuxStream.reset();

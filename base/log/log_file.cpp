@@ -1,0 +1,53 @@
+#include "base/log/log_file.h"
+
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+namespace {
+
+// The pause between two attempts to open a log file. This is what
+// ProcessSleep (base/process/exit_status.h) does: usleep of the milliseconds
+// times 1000; an interrupting signal only shortens the pause.
+void LoggerOpenPause(int milliseconds) {
+  usleep(static_cast<useconds_t>(milliseconds) * 1000U);
+}
+
+// Sets the process umask for the lifetime of the object.
+class ScopedUmask {
+ public:
+  explicit ScopedUmask(mode_t mask) : previous_(umask(mask)) {}
+  ~ScopedUmask() { umask(previous_); }
+  ScopedUmask(const ScopedUmask&) = delete;
+  ScopedUmask& operator=(const ScopedUmask&) = delete;
+
+ private:
+  mode_t previous_;
+};
+
+}  // namespace
+
+std::unique_ptr<std::ofstream> LoggerOpenFile(const Logger& logger,
+                                              std::ios_base::openmode mode,
+                                              const char* path) {
+  // No permissions for group or others on a file created here.
+  ScopedUmask mask(077);
+  for (int attempt = 0; attempt < kLoggerOpenAttempts; ++attempt) {
+    std::unique_ptr<std::ofstream> stream(new std::ofstream());
+    if (logger.buffered == 0) {
+      // Only effective before the file buffer is opened.
+      stream->rdbuf()->pubsetbuf(nullptr, 0);
+    }
+    if (stream->rdbuf()->open(path, std::ios_base::out | mode) == nullptr) {
+      stream->setstate(std::ios_base::failbit);
+    } else {
+      stream->clear();
+    }
+    if (!stream->fail()) {
+      return stream;
+    }
+    stream.reset();
+    LoggerOpenPause(kLoggerOpenPauseMilliseconds);
+  }
+  return nullptr;
+}
