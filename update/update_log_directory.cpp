@@ -5,10 +5,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <sstream>
+#include <string>
 
 #include "base/error/error_format.h"
 #include "base/log/log_redirect.h"
@@ -20,7 +20,9 @@
 
 namespace {
 
-constexpr int kPathBufferSize = 1024;
+// Longest log directory name: what a 1024-byte buffer holds with room to
+// spare for its terminator.
+constexpr size_t kPathMaxLength = 1022;
 
 }  // namespace
 
@@ -34,15 +36,16 @@ char* UpdateCreateLogDirectory() {
 
   const char* host = ProcessHostName();
   char* id = UpdateRandomId();
-  char path[kPathBufferSize];
-  int length = snprintf(path, kPathBufferSize - 1, "%s%s%s%s-%d-%s", root, "/",
-                        "M-", host, static_cast<int>(getpid()), id);
+  std::ostringstream name;
+  name << root << "/"
+       << "M-" << host << "-" << static_cast<int>(getpid()) << "-" << id;
   StringReset(&id);
+  std::string path = name.str();
 
-  // A name cut to fit the buffer would be some other directory: refused.
+  // A name cut to fit would be some other directory: it is refused whole.
   int result = -1;
-  if (length >= 0 && length < kPathBufferSize - 1) {
-    result = mkdir(path, 0700);
+  if (path.size() <= kPathMaxLength) {
+    result = mkdir(path.c_str(), 0700);
   } else {
     errno = ENAMETOOLONG;
   }
@@ -55,10 +58,10 @@ char* UpdateCreateLogDirectory() {
     return nullptr;
   }
   // The mode asked of mkdir was cut by the umask.
-  static_cast<void>(chmod(path, 0700));
-  UpdateSetOwner(path);
+  static_cast<void>(chmod(path.c_str(), 0700));
+  UpdateSetOwner(path.c_str());
 
-  char* directory = StringDuplicate(path);
+  char* directory = StringDuplicate(path.c_str());
   UpdatePrint("Update: Using log directory '") << directory << "'.\n";
   return directory;
 }

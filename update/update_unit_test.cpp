@@ -90,6 +90,13 @@ class ScopedCapture {
   int saved_ = -1;
 };
 
+std::string ReadAll(const std::string& path) {
+  std::ifstream file(path);
+  std::ostringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
 int DescriptorCount() {
   int count = 0;
   DIR* directory = opendir("/proc/self/fd");
@@ -122,9 +129,9 @@ class UpdateOutputTest : public ::testing::Test {
 };
 
 TEST_F(UpdateOutputTest, RedirectAndRestore) {
-  int before = DescriptorCount();
   std::string file = dir_ + "/session";
   ScopedCapture out(1, dir_ + "/terminal");
+  int before = DescriptorCount();
   std::string terminal = FileIdentity(1);
 
   UpdateRedirectOutput(file.c_str());
@@ -139,13 +146,10 @@ TEST_F(UpdateOutputTest, RedirectAndRestore) {
   EXPECT_EQ(FileIdentity(1), terminal);
   UpdatePrint("back on the terminal\n");
   EXPECT_EQ(out.Text(), "back on the terminal\n");
-  std::ifstream session(file);
-  std::ostringstream text;
-  text << session.rdbuf();
-  EXPECT_EQ(text.str(), "Update: Redirected stdout to '" + file +
-                            "'.\ninto the file\n"
-                            "Update: Restoring stdout to the original "
-                            "handler.\n");
+  EXPECT_EQ(ReadAll(file), "Update: Redirected stdout to '" + file +
+                               "'.\ninto the file\n"
+                               "Update: Restoring stdout to the original "
+                               "handler.\n");
   struct stat record = {};
   ASSERT_EQ(stat(file.c_str(), &record), 0);
   EXPECT_EQ(record.st_mode & 07777, 0700u);  // a new file
@@ -168,10 +172,10 @@ TEST_F(UpdateOutputTest, ExistingFileKeepsItsMode) {
 // A file that cannot be opened leaves standard output where it was, so
 // that later lines still reach it.
 TEST_F(UpdateOutputTest, MissingDirectoryLeavesOutputInPlace) {
-  int before = DescriptorCount();
   std::string file = dir_ + "/missing/session";
   ScopedCapture err(2, dir_ + "/errors");
   ScopedCapture out(1, dir_ + "/terminal");
+  int before = DescriptorCount();
   std::string terminal = FileIdentity(1);
 
   UpdateRedirectOutput(file.c_str());
@@ -198,13 +202,10 @@ TEST_F(UpdateOutputTest, SecondRedirectionRestoresFirst) {
   EXPECT_EQ(err.Text(),
             "Update: Can't redirect stdout before restoring the original "
             "descriptors.\n");
-  std::ifstream second_file(second);
-  std::ostringstream text;
-  text << second_file.rdbuf();
-  EXPECT_EQ(text.str(), "Update: Redirected stdout to '" + second +
-                            "'.\ninto the second\n"
-                            "Update: Restoring stdout to the original "
-                            "handler.\n");
+  EXPECT_EQ(ReadAll(second), "Update: Redirected stdout to '" + second +
+                                 "'.\ninto the second\n"
+                                 "Update: Restoring stdout to the original "
+                                 "handler.\n");
   EXPECT_EQ(out.Text(), "");
 }
 
