@@ -215,9 +215,11 @@ std::vector<Outcome> Outcomes() {
   };
 }
 
-TEST(UpdateRun, Outcomes) {
-  for (const Outcome& outcome : Outcomes()) {
-    SCOPED_TRACE(outcome.name);
+class UpdateOutcome : public ::testing::TestWithParam<Outcome> {};
+
+TEST_P(UpdateOutcome, OutputStatusAndWhatIsLeft) {
+  const Outcome& outcome = GetParam();
+  {
     FakeInstallation installation;
     DriverOptions options = DefaultOptions(installation);
     options.output = outcome.output;
@@ -242,6 +244,16 @@ TEST(UpdateRun, Outcomes) {
     EXPECT_EQ(ListDirectory(installation.Path("root")), "");
   }
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    Runs, UpdateOutcome, ::testing::ValuesIn(Outcomes()),
+    [](const ::testing::TestParamInfo<Outcome>& param_info) {
+      std::string name = param_info.param.name;
+      for (char& c : name) {
+        c = c == ' ' ? '_' : c;
+      }
+      return name;
+    });
 
 TEST(UpdateRun, WhatTheProgramsSee) {
   FakeInstallation installation;
