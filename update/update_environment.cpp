@@ -32,8 +32,8 @@ void CutAtLastSlash(char* text) {
 // not fit whole: a cut target would name some other directory.
 void ApplicationPathFromLink(char* buffer) {
   char link[kPathBufferSize];
-  snprintf(link, kPathBufferSize - 1, "/proc/%d/exe",
-           static_cast<int>(getpid()));
+  static_cast<void>(snprintf(link, kPathBufferSize - 1, "/proc/%d/exe",
+                             static_cast<int>(getpid())));
   if (FileExists(nullptr, link) != 1) {
     return;
   }
@@ -53,7 +53,7 @@ void ApplicationPathFromArgument(char* buffer, const char* argv0) {
       strlen(argv0) >= static_cast<size_t>(kPathBufferSize - 1)) {
     return;
   }
-  strcpy(buffer, argv0);
+  memcpy(buffer, argv0, strlen(argv0) + 1);
   char* slash = strrchr(buffer, '/');
   slash[1] = '\0';
 }
@@ -75,7 +75,7 @@ void ApplicationPathFromSearch(char* buffer) {
       continue;
     }
     if (FileExists(nullptr, candidate) == 1) {
-      snprintf(buffer, kPathBufferSize - 1, "%s/", entry);
+      static_cast<void>(snprintf(buffer, kPathBufferSize - 1, "%s/", entry));
       break;
     }
   }

@@ -29,7 +29,8 @@ void UpdateWriteError(const std::string& line) {
 
 void UpdateFlushOutput() {
   std::cout.flush();
-  fflush(stdout);
+  // A failed flush has lost the text; there is nowhere to report it.
+  static_cast<void>(fflush(stdout));
 }
 
 const char* UpdateGetEnvironment(const char* name) {

@@ -3,6 +3,7 @@
 
 #include <sys/time.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -45,7 +46,8 @@ char* UpdateRandomId() {
   char* id = nullptr;
   StringAllocate(&id, 2 * kDigestSize + 1);
   for (int i = 0; i < kDigestSize; ++i) {
-    snprintf(id + 2 * i, 3, "%02X", digest[i]);
+    static_cast<void>(
+        snprintf(id + static_cast<ptrdiff_t>(2) * i, 3, "%02X", digest[i]));
   }
   return id;
 }

@@ -610,13 +610,20 @@ TEST(UpdateRun, UnusableSudoIds) {
     Result result = RunUpdate(installation, options);
     EXPECT_EQ(result.exit_status, 0);
     TakeLines(&result.out, "qzrunner.bin: working");
-    EXPECT_EQ(result.out, "Update: Set owner method called.\n" +
-                              c.out_per_call + "Update: Using log directory '" +
-                              kLogs + "'.\nUpdate: Set owner method called.\n" +
-                              c.out_per_call + kRunnerStarted +
-                              RunnerExited(0) + kPostPrompt + Removed());
-    EXPECT_EQ(result.err, c.err_per_call + c.err_per_call +
-                              "qzrunner.bin: note\nqzpost: note\n");
+    std::string out = "Update: Set owner method called.\n";
+    out += c.out_per_call;
+    out += "Update: Using log directory '" + kLogs + "'.\n";
+    out += "Update: Set owner method called.\n";
+    out += c.out_per_call;
+    out += kRunnerStarted;
+    out += RunnerExited(0);
+    out += kPostPrompt;
+    out += Removed();
+    EXPECT_EQ(result.out, out);
+    std::string err = c.err_per_call;
+    err += c.err_per_call;
+    err += "qzrunner.bin: note\nqzpost: note\n";
+    EXPECT_EQ(result.err, err);
     std::string record = installation.Record("qzrunner.bin");
     EXPECT_NE(record.find("logs: 700 " + Own() + "\nsession: 600 " + Own()),
               std::string::npos)

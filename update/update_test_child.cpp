@@ -45,9 +45,10 @@ std::string Describe(const std::string& path) {
     return "missing";
   }
   char text[64];
-  snprintf(text, sizeof text, "%o %u:%u", record.st_mode & 07777,
-           static_cast<unsigned>(record.st_uid),
-           static_cast<unsigned>(record.st_gid));
+  static_cast<void>(snprintf(text, sizeof text, "%o %u:%u",
+                             record.st_mode & 07777,
+                             static_cast<unsigned>(record.st_uid),
+                             static_cast<unsigned>(record.st_gid)));
   return text;
 }
 
@@ -127,9 +128,8 @@ int main(int argc, char** argv) {
 
   std::string out = name + ": working\n";
   std::string err = name + ": note\n";
-  ssize_t ignored = write(1, out.data(), out.size());
-  ignored = write(2, err.data(), err.size());
-  static_cast<void>(ignored);
+  static_cast<void>(write(1, out.data(), out.size()));
+  static_cast<void>(write(2, err.data(), err.size()));
 
   const char* leave = getenv("FAKE_LEAVE");
   if (leave != nullptr && name == leave) {
@@ -138,8 +138,8 @@ int main(int argc, char** argv) {
 
   const char* behaviour = getenv(BehaviourVariable(name));
   if (behaviour != nullptr && strcmp(behaviour, "term") == 0) {
-    signal(SIGTERM, SIG_DFL);
-    kill(getpid(), SIGTERM);
+    static_cast<void>(signal(SIGTERM, SIG_DFL));
+    static_cast<void>(kill(getpid(), SIGTERM));
     pause();
   }
   return behaviour != nullptr ? atoi(behaviour) : 0;

@@ -99,8 +99,10 @@ DriverOptions DefaultOptions(const FakeInstallation& installation) {
 std::vector<std::string> EnvironmentStrings(
     const std::map<std::string, std::string>& environment) {
   std::vector<std::string> strings;
+  strings.reserve(environment.size());
   for (const auto& [name, value] : environment) {
-    strings.push_back(name + "=" + value);
+    strings.push_back(name);
+    strings.back().append("=").append(value);
   }
   return strings;
 }
@@ -236,9 +238,10 @@ std::string DescribePath(const std::string& path) {
     return "missing";
   }
   char text[64];
-  snprintf(text, sizeof text, "%o %u:%u", record.st_mode & 07777,
-           static_cast<unsigned>(record.st_uid),
-           static_cast<unsigned>(record.st_gid));
+  static_cast<void>(snprintf(text, sizeof text, "%o %u:%u",
+                             record.st_mode & 07777,
+                             static_cast<unsigned>(record.st_uid),
+                             static_cast<unsigned>(record.st_gid)));
   return text;
 }
 

@@ -65,19 +65,19 @@ TEST(UpdateRandomId, ThirtyTwoUpperCaseHexDigits) {
 class ScopedCapture {
  public:
   ScopedCapture(int fd, const std::string& path) : fd_(fd), path_(path) {
-    fflush(stdout);
+    static_cast<void>(fflush(stdout));
     saved_ = dup(fd);
     int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     dup2(file, fd);
     close(file);
   }
   ~ScopedCapture() {
-    fflush(stdout);
+    static_cast<void>(fflush(stdout));
     dup2(saved_, fd_);
     close(saved_);
   }
   std::string Text() const {
-    fflush(stdout);
+    static_cast<void>(fflush(stdout));
     std::ifstream file(path_);
     std::ostringstream text;
     text << file.rdbuf();
