@@ -65,8 +65,8 @@ int ProcessGetOption(int argc, char* const argv[], const char* options) {
       ++ProcessOptionIndex;
     }
     if (ProcessOptionError != 0 && options[0] != ':') {
-      fprintf(stderr, "%s: illegal option -- %c\n", ProgramName(argv),
-              ProcessOptionChar);
+      static_cast<void>(fprintf(stderr, "%s: illegal option -- %c\n",
+                                ProgramName(argv), ProcessOptionChar));
     }
     return kBadOption;
   }
@@ -86,8 +86,9 @@ int ProcessGetOption(int argc, char* const argv[], const char* options) {
       return kBadArgument;
     }
     if (ProcessOptionError != 0) {
-      fprintf(stderr, "%s: option requires an argument -- %c\n",
-              ProgramName(argv), ProcessOptionChar);
+      static_cast<void>(fprintf(stderr,
+                                "%s: option requires an argument -- %c\n",
+                                ProgramName(argv), ProcessOptionChar));
     }
     return kBadOption;
   } else {

@@ -15,7 +15,7 @@
 class StderrCapture {
  public:
   StderrCapture() {
-    fflush(stderr);
+    static_cast<void>(fflush(stderr));
     saved_ = dup(2);
     file_ = memfd_create("stderr-capture", MFD_CLOEXEC);
     EXPECT_GE(saved_, 0);
@@ -24,7 +24,7 @@ class StderrCapture {
   }
 
   ~StderrCapture() {
-    fflush(stderr);
+    static_cast<void>(fflush(stderr));
     dup2(saved_, 2);
     close(saved_);
     close(file_);
@@ -35,7 +35,7 @@ class StderrCapture {
 
   // What was written since the last Take, which empties the file.
   std::string Take() {
-    fflush(stderr);
+    static_cast<void>(fflush(stderr));
     std::string text;
     char buffer[512];
     ssize_t count;

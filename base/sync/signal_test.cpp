@@ -130,8 +130,8 @@ TEST(ProcessTermSignalName, StatusOfRealChildren) {
   pid_t killed = fork();
   ASSERT_NE(killed, -1);
   if (killed == 0) {
-    signal(SIGTERM, SIG_DFL);
-    raise(SIGTERM);
+    static_cast<void>(signal(SIGTERM, SIG_DFL));
+    static_cast<void>(raise(SIGTERM));
     _exit(0);
   }
   int status = 0;
@@ -142,7 +142,7 @@ TEST(ProcessTermSignalName, StatusOfRealChildren) {
   pid_t stopped = fork();
   ASSERT_NE(stopped, -1);
   if (stopped == 0) {
-    raise(SIGSTOP);
+    static_cast<void>(raise(SIGSTOP));
     _exit(0);
   }
   ASSERT_EQ(stopped, waitpid(stopped, &status, WUNTRACED));
@@ -153,13 +153,13 @@ TEST(ProcessTermSignalName, StatusOfRealChildren) {
 }
 
 TEST_F(SignalTest, SetHandlerReturnsThePreviousOne) {
-  signal(SIGUSR1, SIG_DFL);
+  ASSERT_NE(SIG_ERR, signal(SIGUSR1, SIG_DFL));
   EXPECT_EQ(nullptr, SignalSetHandler(SIGUSR1, CountingHandler));
   handledCount = 0;
-  raise(SIGUSR1);
+  ASSERT_EQ(0, raise(SIGUSR1));
   EXPECT_EQ(1, handledCount);
   EXPECT_EQ(CountingHandler, SignalSetHandler(SIGUSR1, SIG_IGN));
-  raise(SIGUSR1);
+  ASSERT_EQ(0, raise(SIGUSR1));
   EXPECT_EQ(1, handledCount);
   EXPECT_EQ(SIG_IGN, SignalSetHandler(SIGUSR1, SIG_DFL));
   EXPECT_TRUE(Lines().empty());
@@ -210,14 +210,14 @@ TEST_F(SignalTest, SetActionInstallsAndReturnsTheOldAction) {
   struct sigaction old;
   SignalClearAction(&old);
   old.sa_handler = CountingHandler;
-  signal(SIGUSR2, SIG_IGN);
+  ASSERT_NE(SIG_ERR, signal(SIGUSR2, SIG_IGN));
   EXPECT_EQ(0, SignalSetAction(SIGUSR2, &action, &old));
   EXPECT_EQ(SIG_IGN, old.sa_handler);
   struct sigaction current;
   EXPECT_EQ(0, SignalSetAction(SIGUSR2, nullptr, &current));
   EXPECT_EQ(CountingHandler, current.sa_handler);
   handledCount = 0;
-  raise(SIGUSR2);
+  ASSERT_EQ(0, raise(SIGUSR2));
   EXPECT_EQ(1, handledCount);
   EXPECT_TRUE(Lines().empty());
 }
@@ -238,7 +238,7 @@ TEST_F(SignalTest, SetActionFailuresLogErrnoAndKeepIt) {
 }
 
 TEST_F(SignalTest, SetTimerArmsAndReportsTheOldValue) {
-  signal(SIGALRM, SIG_IGN);
+  ASSERT_NE(SIG_ERR, signal(SIGALRM, SIG_IGN));
   struct itimerval timer;
   SignalClearTimer(&timer);
   timer.it_value.tv_sec = 1000;
@@ -292,8 +292,10 @@ std::vector<std::string> ExpectedDump(const std::string& label,
   for (int number = 1; number < 32; ++number) {
     std::string name = SignalName(number);
     if (name != "None") {
-      lines.push_back(label + "/Signal: " + std::to_string(number) + ", " +
-                      name + "\t" + (member(number) ? "Yes" : "No"));
+      std::string line = label;
+      line += "/Signal: " + std::to_string(number);
+      line += ", " + name + "\t" + (member(number) ? "Yes" : "No");
+      lines.push_back(line);
     }
   }
   return lines;
