@@ -1,6 +1,9 @@
 // The run as one fixed sequence: command check, environment, logs, runner,
 // post-update program, exit.
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstring>
 
@@ -21,9 +24,27 @@ void UpdateWaitForKey() {
   static_cast<void>(getc(stdin));
 }
 
+// Opens /dev/null on any of descriptors 0, 1 and 2 that the caller left
+// closed, so that no file the driver opens later (the session log, the
+// saved standard output) takes a standard number and reaches the children
+// as their standard input or output.
+void UpdateOpenStandardDescriptors() {
+  for (;;) {
+    int fd = open("/dev/null", O_RDWR);
+    if (fd < 0) {
+      return;  // nothing better to put there
+    }
+    if (fd > 2) {
+      close(fd);
+      return;
+    }
+  }
+}
+
 }  // namespace
 
 void UpdateMain(int argc, char** argv) {
+  UpdateOpenStandardDescriptors();
   // Unbuffered, so that each prompt takes exactly one byte from descriptor 0
   // and leaves the rest of the input to the next prompt and to the children,
   // which share the descriptor.

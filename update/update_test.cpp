@@ -126,6 +126,10 @@ struct Outcome {
   const char* input;
 };
 
+void PrintTo(const Outcome& outcome, std::ostream* stream) {
+  *stream << outcome.name;
+}
+
 void Nothing(const FakeInstallation&, DriverOptions*) {}
 
 std::vector<Outcome> Outcomes() {
@@ -331,6 +335,24 @@ TEST(UpdateRun, ChildLeavesFileInLogDirectory) {
   std::string logs =
       installation.Path("root/") + ListDirectory(installation.Path("root"));
   EXPECT_EQ(ListDirectory(logs), "left-by-qzpost");
+}
+
+// Started with standard input closed, the driver runs straight through and
+// its children still get a standard input that is none of its files.
+TEST(UpdateRun, StandardInputClosed) {
+  FakeInstallation installation;
+  DriverOptions options = DefaultOptions(installation);
+  options.close_input = true;
+  Result result = RunUpdate(installation, options);
+  EXPECT_EQ(result.exit_status, 0) << result.err;
+  EXPECT_EQ(TakeLines(&result.out, "qzrunner.bin: working"), 1);
+  EXPECT_EQ(result.out, Prepared() + kRunnerStarted + RunnerExited(0) +
+                            kPostPrompt + Removed());
+  for (const char* program : {"qzrunner.bin", "qzpost"}) {
+    std::string record = installation.Record(program);
+    EXPECT_NE(record.find("fds: 0 1 2\n"), std::string::npos) << record;
+  }
+  EXPECT_EQ(ListDirectory(installation.Path("root")), "");
 }
 
 // QZ_SYSTEM from the driver's own location: the parent of its directory.
@@ -719,6 +741,7 @@ TEST(UpdateRun, SudoOwnershipRefused) {
 class TerminalRun {
  public:
   explicit TerminalRun(const DriverOptions& options) {
+    EnsureStandardDescriptors();
     struct termios settings = {};
     int terminal = -1;
     EXPECT_EQ(openpty(&master_, &terminal, nullptr, nullptr, nullptr), 0);

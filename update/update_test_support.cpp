@@ -116,7 +116,18 @@ std::vector<char*> Pointers(std::vector<std::string>* strings) {
   return pointers;
 }
 
+void EnsureStandardDescriptors() {
+  for (;;) {
+    int fd = open("/dev/null", O_RDWR);
+    if (fd < 0 || fd > 2) {
+      close(fd);
+      return;
+    }
+  }
+}
+
 DriverRun RunDriver(const DriverOptions& options, const std::string& scratch) {
+  EnsureStandardDescriptors();
   DriverRun run;
   std::string out_path = scratch + "/driver.out";
   std::string err_path = scratch + "/driver.err";
@@ -156,7 +167,11 @@ DriverRun RunDriver(const DriverOptions& options, const std::string& scratch) {
 
   run.pid = fork();
   if (run.pid == 0) {
-    dup2(in, 0);
+    if (options.close_input) {
+      close(0);
+    } else {
+      dup2(in, 0);
+    }
     dup2(out, 1);
     dup2(err, 2);
     execve(options.program.c_str(), argv.data(), envp.data());

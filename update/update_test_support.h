@@ -46,6 +46,8 @@ struct DriverOptions {
   std::map<std::string, std::string> environment;
   // Null: /dev/null. Otherwise a pipe holding this text, then its end.
   const char* input = nullptr;
+  // Standard input closed altogether (input is then not used).
+  bool close_input = false;
   Output output = Output::kFile;
 };
 
@@ -60,6 +62,11 @@ struct DriverRun {
 // installation: PATH, HOSTNAME=testhost, QZ_SYSTEM, QZ_ROOT and FAKE_RECORD
 // set, and the sanitizers' options passed on.
 DriverOptions DefaultOptions(const FakeInstallation& installation);
+
+// Opens /dev/null on any of descriptors 0, 1 and 2 that the test process
+// was started without, so that descriptors the tests open never take a
+// standard number.
+void EnsureStandardDescriptors();
 
 // Runs the driver to its end; standard error goes to a file.
 DriverRun RunDriver(const DriverOptions& options, const std::string& scratch);
