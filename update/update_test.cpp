@@ -284,7 +284,8 @@ TEST(UpdateRun, WhatTheProgramsSee) {
                 "LD_LIBRARY_PATH=/caller/lib\n" +
                 logs_seen +
                 "fds: 0 1 2\n"
-                "stdout: other\n");
+                "stdout: other\n"
+                "stdin: other\n");
   EXPECT_EQ(Normalize(installation.Record("qzpost"), installation.dir()),
             "args: -s <T>/sys/bin/qzserver\n"
             "QZ_SYSTEM=<T>/sys\n"
@@ -296,7 +297,8 @@ TEST(UpdateRun, WhatTheProgramsSee) {
                 "LD_LIBRARY_PATH=/caller/lib\n" +
                 logs_seen +
                 "fds: 0 1 2\n"
-                "stdout: session\n");
+                "stdout: session\n"
+                "stdin: other\n");
   EXPECT_EQ(Normalize(installation.Record("session.copy"), installation.dir()),
             SessionAtPostStart());
 }
@@ -351,6 +353,7 @@ TEST(UpdateRun, StandardInputClosed) {
   for (const char* program : {"qzrunner.bin", "qzpost"}) {
     std::string record = installation.Record(program);
     EXPECT_NE(record.find("fds: 0 1 2\n"), std::string::npos) << record;
+    EXPECT_NE(record.find("stdin: other\n"), std::string::npos) << record;
   }
   EXPECT_EQ(ListDirectory(installation.Path("root")), "");
 }

@@ -6,8 +6,9 @@
 //
 // It appends what it sees to "$FAKE_RECORD/<name>": its arguments, the
 // driver's variables, the mode and owner of the log directory and of the
-// session file, the descriptors it holds and whether its standard output is
-// the session file. qzpost also copies the session file as it stands to
+// session file, the descriptors it holds and whether its standard output
+// and input are the session file. qzpost also copies the session file as it
+// stands to
 // "$FAKE_RECORD/session.copy". Then it writes "<name>: working" to standard
 // output and "<name>: note" to standard error, leaves a file in the log
 // directory when FAKE_LEAVE names it, and ends as FAKE_RUNNER, FAKE_POST or
@@ -117,6 +118,7 @@ int main(int argc, char** argv) {
     record << "fds: " << Descriptors() << "\n";
     record << "stdout: " << (SameFile(1, session) ? "session" : "other")
            << "\n";
+    record << "stdin: " << (SameFile(0, session) ? "session" : "other") << "\n";
     std::ofstream(std::string(record_dir) + "/" + name, std::ios::app)
         << record.str();
     if (name == "qzpost") {
