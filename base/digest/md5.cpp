@@ -58,11 +58,15 @@ inline void StepG(uint32_t& a, uint32_t b, uint32_t c, uint32_t d,
   a = RotateLeft(a, shift) + b;
 }
 
-// h = b ^ c ^ d, with c ^ d formed first.
-inline void StepH(uint32_t& a, uint32_t b, uint32_t c, uint32_t d,
+// h = b ^ c ^ d. The next step's c ^ d is this step's b ^ c, which is h ^ d:
+// carrying it in cross saves forming c ^ d afresh in every step.
+// On entry cross holds c ^ d; on return, the next step's c ^ d.
+inline void StepH(uint32_t& a, uint32_t b, uint32_t d, uint32_t& cross,
                   uint32_t word_and_constant, int shift) {
   a += word_and_constant;
-  a += b ^ (c ^ d);
+  cross ^= b;
+  a += cross;
+  cross ^= d;
   a = RotateLeft(a, shift) + b;
 }
 
@@ -125,22 +129,23 @@ void Md5Blocks(uint32_t state[4], const unsigned char* data, size_t count) {
     StepG(c, d, a, b, x[7] + 0x676f02d9, 14);
     StepG(b, c, d, a, x[12] + 0x8d2a4c8a, 20);
 
-    StepH(a, b, c, d, x[5] + 0xfffa3942, 4);
-    StepH(d, a, b, c, x[8] + 0x8771f681, 11);
-    StepH(c, d, a, b, x[11] + 0x6d9d6122, 16);
-    StepH(b, c, d, a, x[14] + 0xfde5380c, 23);
-    StepH(a, b, c, d, x[1] + 0xa4beea44, 4);
-    StepH(d, a, b, c, x[4] + 0x4bdecfa9, 11);
-    StepH(c, d, a, b, x[7] + 0xf6bb4b60, 16);
-    StepH(b, c, d, a, x[10] + 0xbebfbc70, 23);
-    StepH(a, b, c, d, x[13] + 0x289b7ec6, 4);
-    StepH(d, a, b, c, x[0] + 0xeaa127fa, 11);
-    StepH(c, d, a, b, x[3] + 0xd4ef3085, 16);
-    StepH(b, c, d, a, x[6] + 0x04881d05, 23);
-    StepH(a, b, c, d, x[9] + 0xd9d4d039, 4);
-    StepH(d, a, b, c, x[12] + 0xe6db99e5, 11);
-    StepH(c, d, a, b, x[15] + 0x1fa27cf8, 16);
-    StepH(b, c, d, a, x[2] + 0xc4ac5665, 23);
+    uint32_t cross = c ^ d;
+    StepH(a, b, d, cross, x[5] + 0xfffa3942, 4);
+    StepH(d, a, c, cross, x[8] + 0x8771f681, 11);
+    StepH(c, d, b, cross, x[11] + 0x6d9d6122, 16);
+    StepH(b, c, a, cross, x[14] + 0xfde5380c, 23);
+    StepH(a, b, d, cross, x[1] + 0xa4beea44, 4);
+    StepH(d, a, c, cross, x[4] + 0x4bdecfa9, 11);
+    StepH(c, d, b, cross, x[7] + 0xf6bb4b60, 16);
+    StepH(b, c, a, cross, x[10] + 0xbebfbc70, 23);
+    StepH(a, b, d, cross, x[13] + 0x289b7ec6, 4);
+    StepH(d, a, c, cross, x[0] + 0xeaa127fa, 11);
+    StepH(c, d, b, cross, x[3] + 0xd4ef3085, 16);
+    StepH(b, c, a, cross, x[6] + 0x04881d05, 23);
+    StepH(a, b, d, cross, x[9] + 0xd9d4d039, 4);
+    StepH(d, a, c, cross, x[12] + 0xe6db99e5, 11);
+    StepH(c, d, b, cross, x[15] + 0x1fa27cf8, 16);
+    StepH(b, c, a, cross, x[2] + 0xc4ac5665, 23);
 
     StepI(a, b, c, d, x[0] + 0xf4292244, 6);
     StepI(d, a, b, c, x[7] + 0x432aff97, 10);
