@@ -46,7 +46,7 @@ const unsigned char kEight[8] = {'1', '2', '3', '4', '5', '6', '7', '8'};
 void BM_Md5Large(benchmark::State& state) {
   const std::vector<unsigned char>& buffer = LargeBuffer();
   unsigned char digest[16];
-  for (auto _ : state) {
+  for (auto _ : state) {  // NOLINT(clang-analyzer-deadcode.DeadStores)
     Md5Context context;
     Md5Init(&context);
     Md5Append(&context, buffer.data(), static_cast<int>(buffer.size()));
@@ -60,7 +60,7 @@ BENCHMARK(BM_Md5Large);
 
 void BM_Md5Eight(benchmark::State& state) {
   unsigned char digest[16];
-  for (auto _ : state) {
+  for (auto _ : state) {  // NOLINT(clang-analyzer-deadcode.DeadStores)
     Md5Context context;
     Md5Init(&context);
     Md5Append(&context, kEight, sizeof kEight);
@@ -76,7 +76,7 @@ BENCHMARK(BM_Md5Eight);
 void BM_OpenSslMd5Large(benchmark::State& state) {
   const std::vector<unsigned char>& buffer = LargeBuffer();
   unsigned char digest[16];
-  for (auto _ : state) {
+  for (auto _ : state) {  // NOLINT(clang-analyzer-deadcode.DeadStores)
     MD5_CTX context;
     MD5_Init(&context);
     MD5_Update(&context, buffer.data(), buffer.size());
@@ -90,7 +90,7 @@ BENCHMARK(BM_OpenSslMd5Large);
 
 void BM_OpenSslMd5Eight(benchmark::State& state) {
   unsigned char digest[16];
-  for (auto _ : state) {
+  for (auto _ : state) {  // NOLINT(clang-analyzer-deadcode.DeadStores)
     MD5_CTX context;
     MD5_Init(&context);
     MD5_Update(&context, kEight, sizeof kEight);
@@ -134,7 +134,7 @@ void BM_Md5sumFile(benchmark::State& state) {
     state.SkipWithError("md5sum failed");
   }
   double before = ChildCpuSeconds();
-  for (auto _ : state) {
+  for (auto _ : state) {  // NOLINT(clang-analyzer-deadcode.DeadStores)
     if (system(command.c_str()) != 0) {
       state.SkipWithError("md5sum failed");
       break;

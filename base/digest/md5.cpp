@@ -87,7 +87,7 @@ void Md5Blocks(uint32_t state[4], const unsigned char* data, size_t count) {
   uint32_t d = state[3];
   for (; count > 0; --count, data += kBlockSize) {
     uint32_t x[16];
-    for (int i = 0; i < 16; ++i) {
+    for (size_t i = 0; i < 16; ++i) {
       x[i] = LoadWord(data + 4 * i);
     }
     const uint32_t saved_a = a;
@@ -230,7 +230,7 @@ void Md5Finish(Md5Context* context, unsigned char digest[16]) {
   int waiting = static_cast<int>((context->count[0] >> 3) % kBlockSize);
   Md5Append(context, kPadding, ((55 - waiting) & 63) + 1);
   Md5Append(context, length, 8);
-  for (int i = 0; i < 4; ++i) {
+  for (size_t i = 0; i < 4; ++i) {
     StoreWord(digest + 4 * i, context->state[i]);
   }
 }

@@ -20,7 +20,7 @@ char* FilePath(const char* dir, const char* name) {
   }
   size_t dir_length = strlen(dir);
   char* path = new char[dir_length + name_length + 2];
-  memcpy(path, dir, dir_length);
+  memcpy(path, dir, dir_length + 1);
   path[dir_length] = '/';
   memcpy(path + dir_length + 1, name, name_length + 1);
   return path;

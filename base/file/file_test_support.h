@@ -45,8 +45,8 @@ class TempDir {
   void Write(const std::string& name, const std::string& content) const {
     FILE* file = fopen(Join(name).c_str(), "w");
     ASSERT_NE(file, nullptr);
-    fwrite(content.data(), 1, content.size(), file);
-    fclose(file);
+    EXPECT_EQ(fwrite(content.data(), 1, content.size(), file), content.size());
+    EXPECT_EQ(fclose(file), 0);
   }
 
  private:
