@@ -205,6 +205,20 @@ inline std::map<int, std::string> Descriptors(pid_t process) {
   return result;
 }
 
+// The process's descriptors once they equal expected, or as they are after
+// five seconds. A program opens and closes files of its own while it starts
+// (its locale, for one), so one look could catch those; a descriptor it was
+// given stays for good.
+inline std::map<int, std::string> SettledDescriptors(
+    pid_t process, const std::map<int, std::string>& expected) {
+  std::map<int, std::string> current = Descriptors(process);
+  for (int tries = 0; tries < 5000 && current != expected; ++tries) {
+    usleep(1000);
+    current = Descriptors(process);
+  }
+  return current;
+}
+
 // Kills and reaps a child; its wait status.
 inline int KillAndWait(pid_t child) {
   kill(child, SIGKILL);
