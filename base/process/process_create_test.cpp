@@ -421,13 +421,18 @@ TEST(ProcessCreate, ForkRefused) {
   std::string output;
   int status = RunInChild(
       [](int out) -> int {
-        struct rlimit none = {0, 0};
-        setrlimit(RLIMIT_NPROC, &none);
+        struct rlimit limit;
+        getrlimit(RLIMIT_NPROC, &limit);
+        rlim_t soft = limit.rlim_cur;
+        limit.rlim_cur = 0;
+        setrlimit(RLIMIT_NPROC, &limit);
         LogCapture log;
         const char* command[] = {"/bin/true", "true", nullptr};
         int result = ProcessCreate(command, nullptr, 0, 1, 2, 0, 1);
         int error = errno;
         process_test::WriteAll(out, log.Raw());
+        limit.rlim_cur = soft;  // threads count against the limit too
+        setrlimit(RLIMIT_NPROC, &limit);
         std::thread other([&] { result += MutexTimedLock(&LogMutex, 0); });
         other.join();
         return result == 0 ? error : 100;  // -1, then 1 for the free mutex

@@ -252,7 +252,12 @@ inline int RunInChild(const std::function<int(int)>& body,
   pid_t child = fork();
   if (child == 0) {
     close(channel[0]);
-    _exit(body(channel[1]));
+    int code = 125;
+    try {
+      code = body(channel[1]);
+    } catch (...) {  // never run the rest of the tests in this copy
+    }
+    _exit(code);
   }
   close(channel[1]);
   std::string text = ReadAll(channel[0]);
