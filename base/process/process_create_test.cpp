@@ -44,13 +44,12 @@ using process_test::WaitStatus;
 const char* const kMissing[] = {"/nonexistent/qz-program", "qz-program",
                                 nullptr};
 
-// Puts a duplicate of descriptor at the given number; false when that
-// number is taken already.
-bool PlaceAt(int descriptor, int number) {
-  if (fcntl(number, F_GETFD) != -1) {
-    return false;
-  }
-  return dup2(descriptor, number) == number;
+// Moves a descriptor to the lowest free number from at up (the test
+// runner may hold low numbers of its own); returns the new number.
+int MoveTo(int descriptor, int at) {
+  int moved = fcntl(descriptor, F_DUPFD, at);
+  close(descriptor);
+  return moved;
 }
 
 TEST(ProcessCreate, RefusesVectorWithoutArgumentZero) {
@@ -102,7 +101,11 @@ TEST(ProcessCreate, ChildGetsOnlyStandardDescriptors) {
   int sockets[2];
   ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, sockets), 0);
   std::map<int, std::string> parent = Descriptors(getpid());
-  ASSERT_GE(parent.size(), 7U);
+  int above_standard = 0;
+  for (const auto& entry : parent) {
+    above_standard += entry.first > 2;
+  }
+  ASSERT_GE(above_standard, 3);
 
   const char* command[] = {"/bin/sleep", "sleep", "60", nullptr};
   pid_t child = ProcessCreate(command, nullptr, 0, 1, 2, 0, 1);
@@ -121,23 +124,21 @@ TEST(ProcessCreate, ChildGetsOnlyStandardDescriptors) {
 TEST(ProcessCreate, OneDescriptorOntoOutputAndError) {
   int channel[2];
   ASSERT_EQ(pipe(channel), 0);
-  if (!PlaceAt(channel[1], 7)) {
-    GTEST_SKIP() << "descriptor 7 is in use in this process";
-  }
-  close(channel[1]);
-  std::string pipe_name = ReadLink("/proc/self/fd/7");
+  int seven = MoveTo(channel[1], 7);
+  ASSERT_GE(seven, 7);
+  std::string pipe_name = ReadLink("/proc/self/fd/" + std::to_string(seven));
   const char* command[] = {"/bin/sh", "sh", "-c",
                            "echo out; echo err >&2; exec sleep 60", nullptr};
-  pid_t child = ProcessCreate(command, nullptr, -1, 7, 7, 0, 1);
+  pid_t child = ProcessCreate(command, nullptr, -1, seven, seven, 0, 1);
   ASSERT_GT(child, 0);
   EXPECT_EQ(ReadExactly(channel[0], 8), "out\nerr\n");
   ASSERT_TRUE(WaitForProgram(child, "sleep"));
   std::map<int, std::string> expected = {
       {0, ReadLink("/proc/self/fd/0")}, {1, pipe_name}, {2, pipe_name}};
   EXPECT_EQ(SettledDescriptors(child, expected), expected);
-  EXPECT_EQ(ReadLink("/proc/self/fd/7"), pipe_name);
+  EXPECT_EQ(ReadLink("/proc/self/fd/" + std::to_string(seven)), pipe_name);
   KillAndWait(child);
-  close(7);
+  close(seven);
   EXPECT_EQ(ReadAll(channel[0]), "");  // every writer gone: no leaked copy
   close(channel[0]);
 }
@@ -145,15 +146,13 @@ TEST(ProcessCreate, OneDescriptorOntoOutputAndError) {
 TEST(ProcessCreate, OneDescriptorOntoAllThree) {
   int sockets[2];
   ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, sockets), 0);
-  if (!PlaceAt(sockets[1], 5)) {
-    GTEST_SKIP() << "descriptor 5 is in use in this process";
-  }
-  close(sockets[1]);
-  std::string socket_name = ReadLink("/proc/self/fd/5");
+  int five = MoveTo(sockets[1], 5);
+  ASSERT_GE(five, 5);
+  std::string socket_name = ReadLink("/proc/self/fd/" + std::to_string(five));
   const char* command[] = {
       "/bin/sh", "sh", "-c",
       "read line; echo \"got $line\"; echo err >&2; exec sleep 60", nullptr};
-  pid_t child = ProcessCreate(command, nullptr, 5, 5, 5, 0, 1);
+  pid_t child = ProcessCreate(command, nullptr, five, five, five, 0, 1);
   ASSERT_GT(child, 0);
   process_test::WriteAll(sockets[0], "ping\n");
   EXPECT_EQ(ReadExactly(sockets[0], 13), "got ping\nerr\n");
@@ -162,7 +161,7 @@ TEST(ProcessCreate, OneDescriptorOntoAllThree) {
       {0, socket_name}, {1, socket_name}, {2, socket_name}};
   EXPECT_EQ(SettledDescriptors(child, expected), expected);
   KillAndWait(child);
-  close(5);
+  close(five);
   EXPECT_EQ(ReadAll(sockets[0]), "");
   close(sockets[0]);
 }
@@ -330,7 +329,7 @@ TEST(ProcessCreate, ConcurrentWriterNeverDuplicated) {
           }
         });
         int failures = 0;
-        for (int round = 0; round < 100; ++round) {
+        for (int round = 0; round < 50; ++round) {
           pid_t child = ProcessCreate(kMissing, nullptr, 0, 1, 2, 0, 1);
           failures +=
               child <= 0 || ProcessExitCode(WaitStatus(child)) != ENOENT;
