@@ -13,7 +13,7 @@ namespace {
 
 void BM_ProcessCreateTrue(benchmark::State& state) {
   const char* command[] = {"/bin/true", "true", nullptr};
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     int child = ProcessCreate(command, nullptr, 0, 1, 2, 0, 1);
     if (child <= 0) {
       state.SkipWithError("ProcessCreate failed");
@@ -34,7 +34,7 @@ BENCHMARK(BM_ProcessCreateTrue)->Unit(benchmark::kMicrosecond);
 void BM_PlainForkTrue(benchmark::State& state) {
   char true_path[] = "/bin/true";
   char* const arguments[] = {true_path, nullptr};
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     pid_t child = fork();
     if (child == 0) {
       execv(true_path, arguments);
@@ -50,7 +50,7 @@ BENCHMARK(BM_PlainForkTrue)->Unit(benchmark::kMicrosecond);
 // The same with a failing exec: the child's way out through exit().
 void BM_ProcessCreateMissing(benchmark::State& state) {
   const char* command[] = {"/nonexistent/qz-program", "qz-program", nullptr};
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     int child = ProcessCreate(command, nullptr, 0, 1, 2, 0, 1);
     int status = 0;
     while (child > 0 && waitpid(child, &status, 0) == -1 && errno == EINTR) {

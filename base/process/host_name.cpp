@@ -55,8 +55,9 @@ char* ProcessTempName(const char* directory, const char* prefix) {
   uint64_t number = thread * static_cast<uint64_t>(now.tv_usec);
 
   char name[kTempNameSize];
-  snprintf(name, sizeof(name), "%s%lu", prefix != nullptr ? prefix : "T-",
-           static_cast<unsigned long>(number));
+  static_cast<void>(snprintf(name, sizeof(name), "%s%lu",
+                             prefix != nullptr ? prefix : "T-",
+                             static_cast<unsigned long>(number)));
   name[kTempNameSize - 1] = '\0';
 
   const char* head = directory != nullptr ? directory : ProcessTempDirectory();
@@ -75,11 +76,8 @@ char* ProcessTempName(const char* directory, const char* prefix) {
     Log() << "Process: ERROR! Error is " << ErrorQuoted(saved.value()) << ".\n";
     return nullptr;
   }
-  memcpy(result, head, head_length);
-  if (separator != 0) {
-    result[head_length] = '/';
-  }
-  memcpy(result + head_length + separator, name, name_length + 1);
+  static_cast<void>(snprintf(result, head_length + separator + name_length + 1,
+                             "%s%s%s", head, separator != 0 ? "/" : "", name));
   return result;
 }
 
@@ -96,9 +94,9 @@ int ProcessReplacePrefix(char** slot, const char* prefix,
   const char* rest = *slot + prefix_length;
   size_t replacement_length = strlen(replacement);
   size_t rest_length = strlen(rest);
-  auto* result = new char[replacement_length + rest_length + 1];
-  memcpy(result, replacement, replacement_length);
-  memcpy(result + replacement_length, rest, rest_length + 1);
+  size_t size = replacement_length + rest_length + 1;
+  auto* result = new char[size];
+  static_cast<void>(snprintf(result, size, "%s%s", replacement, rest));
   delete[] * slot;
   *slot = result;
   return 1;

@@ -37,7 +37,7 @@ void ProcessFlushBuffered() {
   FlushRetired(logger.retiredLogStream);
   FlushRetired(logger.retiredErrorStream);
   FlushRetired(logger.retiredAuxStream);
-  fflush(nullptr);
+  static_cast<void>(fflush(nullptr));
 }
 
 void ProcessDiscardBuffered() {

@@ -273,7 +273,7 @@ TEST(ProcessCreate, FailedChildWritesNoParentBuffer) {
     dup2(channel[1], 1);
     close(channel[0]);
     close(channel[1]);
-    setvbuf(stdout, nullptr, _IOFBF, 1 << 16);
+    static_cast<void>(setvbuf(stdout, nullptr, _IOFBF, 1 << 16));
     // std::cout gets a buffer of its own, apart from stdout's.
     std::ios_base::sync_with_stdio(false);
     printf("stdio line\n");
@@ -284,7 +284,9 @@ TEST(ProcessCreate, FailedChildWritesNoParentBuffer) {
     static std::ofstream unknown(static_path);  // destroyed at exit
     unknown << "static line\n";
     FILE* file = fopen(stdio_path.c_str(), "w");
-    fprintf(file, "fopen line\n");
+    if (file == nullptr || fputs("fopen line\n", file) < 0) {
+      exit(2);
+    }
     pid_t child = ProcessCreate(kMissing, nullptr, 0, 1, 2, 0, 1);
     if (child <= 0 || ProcessExitCode(WaitStatus(child)) != ENOENT) {
       exit(1);
@@ -317,7 +319,7 @@ TEST(ProcessCreate, ConcurrentWriterNeverDuplicated) {
         int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
         dup2(file, 1);
         close(file);
-        setvbuf(stdout, nullptr, _IOFBF, 1 << 16);
+        static_cast<void>(setvbuf(stdout, nullptr, _IOFBF, 1 << 16));
         std::atomic<bool> stop{false};
         int lines = 0;
         std::thread writer([&] {
@@ -336,7 +338,7 @@ TEST(ProcessCreate, ConcurrentWriterNeverDuplicated) {
         }
         stop = true;
         writer.join();
-        fflush(stdout);
+        static_cast<void>(fflush(stdout));
         process_test::WriteAll(out, std::to_string(lines));
         return failures;
       },

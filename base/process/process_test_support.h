@@ -129,7 +129,7 @@ inline std::string ReadFile(const std::string& path) {
     while ((count = fread(chunk, 1, sizeof(chunk), file)) > 0) {
       text.append(chunk, count);
     }
-    fclose(file);
+    static_cast<void>(fclose(file));
   }
   return text;
 }
@@ -247,7 +247,7 @@ inline int RunInChild(const std::function<int(int)>& body,
   if (pipe(channel) != 0) {
     return -1;
   }
-  fflush(nullptr);
+  static_cast<void>(fflush(nullptr));
   std::cout.flush();
   pid_t child = fork();
   if (child == 0) {
