@@ -61,7 +61,11 @@ void StringSetTime(char** slot, const struct timeval* time) {
 }
 
 char* StringFormatCtime(char* buffer, const time_t* time) {
-  ctime_r(time, buffer);
+  if (ctime_r(time, buffer) == nullptr) {
+    // A year that does not fit the fixed layout: ctime_r wrote nothing.
+    buffer[0] = '\0';
+    return buffer;
+  }
   buffer[24] = '\0';
   return buffer;
 }
