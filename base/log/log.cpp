@@ -21,7 +21,20 @@ namespace {
 // still current.
 std::atomic<pid_t> cachedProcessId{0};
 
-void ForgetProcessId() { cachedProcessId.store(0, std::memory_order_relaxed); }
+struct ThreadIdCache {
+  pid_t process;
+  pid_t thread;
+};
+thread_local ThreadIdCache threadIdCache;
+
+// Runs in a forked child, in its only thread: the one that called fork. Its
+// cached id belongs to the parent. Keying the thread's id by the process id
+// alone is not enough: a thread that logged in a process whose id is later
+// reused by a grandchild would otherwise match again.
+void ForgetProcessId() {
+  cachedProcessId.store(0, std::memory_order_relaxed);
+  threadIdCache.process = 0;
+}
 
 pid_t CurrentProcessId() {
   pid_t process = cachedProcessId.load(std::memory_order_relaxed);
@@ -34,12 +47,6 @@ pid_t CurrentProcessId() {
   }
   return process;
 }
-
-struct ThreadIdCache {
-  pid_t process;
-  pid_t thread;
-};
-thread_local ThreadIdCache threadIdCache;
 
 pid_t CurrentThreadId(pid_t process) {
   if (threadIdCache.process != process) {
@@ -134,8 +141,8 @@ int LogPrefix(char* buffer, int size) {
   pid_t process = CurrentProcessId();
 
   // Longest prefix: two 11-character ids, "HH:MM:SS mmm.uuu" and three
-  // blanks, far below the accessors' buffer. Build it whole, then cut it to
-  // the caller's size as snprintf would.
+  // blanks, far below the accessors' buffer. Build it whole, then cut it as
+  // snprintf(buffer, size - 1, ...) would: at most size - 2 characters.
   char text[64];
   char* out = PutDecimal(text, process);
   *out++ = ' ';
@@ -161,8 +168,8 @@ int LogPrefix(char* buffer, int size) {
   }
   *out++ = ' ';
   int length = static_cast<int>(out - text);
-  if (length > size - 1) {
-    length = size - 1;
+  if (length > size - 2) {
+    length = size > 2 ? size - 2 : 0;
   }
   memcpy(buffer, text, length);
   buffer[length] = '\0';
