@@ -19,13 +19,12 @@ namespace {
 struct LogsWhileConstructed {
   LogsWhileConstructed() {
     Logger& logger = LoggerInstance();
-    initialValues = logger.logStream == &std::clog &&
-                    logger.errorStream == &std::clog &&
-                    logger.auxStream == &std::clog && logger.enabled == 1 &&
-                    logger.locking == 1 && logger.labels == 1 &&
-                    logger.buffered == 1 && logger.redirectEnabled == 0 &&
-                    logger.nullStream != nullptr &&
-                    logger.savedLogBuffer == std::clog.rdbuf();
+    initialValues =
+        logger.logStream == &std::clog && logger.errorStream == &std::clog &&
+        logger.auxStream == &std::clog && logger.enabled == 1 &&
+        logger.locking == 1 && logger.labels == 1 && logger.buffered == 1 &&
+        logger.redirectEnabled == 0 && logger.nullStream != nullptr &&
+        logger.savedLogBuffer == std::clog.rdbuf();
     logger.logStream = &captured;
     Log() << "Startup: constructed " << 42 << ".\n";
     LogFlush();

@@ -180,8 +180,8 @@ class LogMutexHolder {
 template <typename Body>
 bool FinishesWhileLocked(LogMutexHolder& holder, Body body) {
   std::future<void> done = std::async(std::launch::async, body);
-  bool finished = done.wait_for(std::chrono::seconds(30)) ==
-                  std::future_status::ready;
+  bool finished =
+      done.wait_for(std::chrono::seconds(30)) == std::future_status::ready;
   holder.Release();
   done.wait();
   return finished;
@@ -207,11 +207,10 @@ TEST(LogPrefix, LayoutIdsAndTime) {
                1000000L +
            time.tv_usec;
   };
-  long printed =
-      ((std::stol(match[3]) * 60 + std::stol(match[4])) * 60 +
-       std::stol(match[5])) *
-          1000000L +
-      std::stol(match[6]) * 1000 + std::stol(match[7]);
+  long printed = ((std::stol(match[3]) * 60 + std::stol(match[4])) * 60 +
+                  std::stol(match[5])) *
+                     1000000L +
+                 std::stol(match[6]) * 1000 + std::stol(match[7]);
   long low = micros_of_day(before), high = micros_of_day(after);
   if (low <= high) {
     EXPECT_GE(printed, low);
@@ -340,9 +339,8 @@ TEST(Log, PreviousLineGoesOutWhenTheNextBegins) {
   EXPECT_EQ(ReadFile(path), "");
   Log() << "second\n";
   std::string text = ReadFile(path);
-  EXPECT_TRUE(std::regex_match(text,
-                               std::regex(std::string(kPrefixPattern) +
-                                          "first\n")))
+  EXPECT_TRUE(std::regex_match(
+      text, std::regex(std::string(kPrefixPattern) + "first\n")))
       << text;
   LogFlush();
   text = ReadFile(path);
@@ -364,9 +362,9 @@ TEST(Log, DisabledAccessorsReturnNullStreamWithoutTheLock) {
   LogMutexHolder holder;
   std::vector<std::ostream*> returned;
   bool finished = FinishesWhileLocked(holder, [&] {
-    returned = {&Log(),        &LogContinue(), &LogSession(),
-                &LogError(),   &LogWarning(),  &LogInfo(),
-                &LogErrorContinue(), &LogLabel("label")};
+    returned = {
+        &Log(),        &LogContinue(), &LogSession(),       &LogError(),
+        &LogWarning(), &LogInfo(),     &LogErrorContinue(), &LogLabel("label")};
   });
   ASSERT_TRUE(finished) << "a disabled accessor waited for LogMutex";
   for (std::ostream* stream : returned) {
@@ -408,9 +406,9 @@ TEST(Log, NumberBaseResetByLogNotByLogError) {
   LogWarning() << std::oct << 8 << "\n";
   LogInfo() << 8 << "\n";
 
-  EXPECT_TRUE(std::regex_match(
-      log.str(), std::regex(std::string(kPrefixPattern) + "ff\n" +
-                            kPrefixPattern + "255\n")))
+  EXPECT_TRUE(std::regex_match(log.str(),
+                               std::regex(std::string(kPrefixPattern) + "ff\n" +
+                                          kPrefixPattern + "255\n")))
       << log.str();
   EXPECT_EQ(error.str(), "Error: ff\nError: ff\nWarning: 10\nInfo: 10\n");
 
@@ -457,9 +455,9 @@ TEST(LogLabel, LabelAndSlashUnlessLabelsAreOff) {
   LogLabel(nullptr) << "three\n";
   EXPECT_TRUE(log.good());
   EXPECT_TRUE(std::regex_match(
-      log.str(), std::regex(std::string(kPrefixPattern) + "Update/one\n" +
-                            kPrefixPattern + "two\n" + kPrefixPattern +
-                            "nil/three\n")))
+      log.str(),
+      std::regex(std::string(kPrefixPattern) + "Update/one\n" + kPrefixPattern +
+                 "two\n" + kPrefixPattern + "nil/three\n")))
       << log.str();
 }
 
@@ -652,10 +650,10 @@ TEST(MutexReset, ChildLogsAlthoughTheParentHeldLogMutex) {
   ASSERT_EQ(waitpid(child, &status, 0), child);
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
   std::smatch match;
-  ASSERT_TRUE(std::regex_match(
-      text, match,
-      std::regex(std::string(kPrefixPattern) +
-                 "Test: child 0\\.\nError: child\\.\n")))
+  ASSERT_TRUE(
+      std::regex_match(text, match,
+                       std::regex(std::string(kPrefixPattern) +
+                                  "Test: child 0\\.\nError: child\\.\n")))
       << text;
   EXPECT_EQ(match[1].str(), std::to_string(child));
   EXPECT_EQ(match[2].str(), std::to_string(child));

@@ -88,8 +88,7 @@ Logger::~Logger() {
     std::clog.rdbuf(savedLogBuffer);
   }
   RestoreChannel(&logStream, &retiredLogStream, &logPath, savedLogBuffer);
-  RestoreChannel(&errorStream, &retiredErrorStream, &errorPath,
-                 savedLogBuffer);
+  RestoreChannel(&errorStream, &retiredErrorStream, &errorPath, savedLogBuffer);
   RestoreChannel(&auxStream, &retiredAuxStream, &auxPath, savedLogBuffer);
   retiredLogStream.reset();
   retiredErrorStream.reset();

@@ -173,11 +173,8 @@ TEST(StringInitN, CutsAndPadsToN) {
     int n;
     const char* expected;  // n + 1 bytes
   } cases[] = {
-      {"abcdef", 3, "abc\0"},
-      {"ab", 5, "ab\0\0\0\0"},
-      {"abc", 3, "abc\0"},
-      {"abc", 0, "\0"},
-      {"", 2, "\0\0\0"},
+      {"abcdef", 3, "abc\0"}, {"ab", 5, "ab\0\0\0\0"}, {"abc", 3, "abc\0"},
+      {"abc", 0, "\0"},       {"", 2, "\0\0\0"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(std::string(c.source) + " n=" + std::to_string(c.n));

@@ -76,7 +76,8 @@ void StringSetCtime(char** slot, const time_t* time) {
 }
 
 char* StringFormatAddress(char* buffer, uint32_t address) {
-  snprintf(buffer, kAddressSize, "%d.%d.%d.%d", static_cast<int>(address & 0xff),
+  snprintf(buffer, kAddressSize, "%d.%d.%d.%d",
+           static_cast<int>(address & 0xff),
            static_cast<int>((address >> 8) & 0xff),
            static_cast<int>((address >> 16) & 0xff),
            static_cast<int>(address >> 24));

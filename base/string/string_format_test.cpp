@@ -34,7 +34,8 @@ std::string Reference(const struct timeval& time) {
   localtime_r(&seconds, &local);
   char text[17];
   snprintf(text, sizeof text, "%02d:%02d:%02d %07.3f", local.tm_hour,
-           local.tm_min, local.tm_sec, static_cast<double>(time.tv_usec) * 0.001);
+           local.tm_min, local.tm_sec,
+           static_cast<double>(time.tv_usec) * 0.001);
   return text;
 }
 
@@ -63,8 +64,8 @@ TEST(TimeFormat, KnownValues) {
 // The hand-made digits against snprintf's "%07.3f" of micros * 0.001,
 // including the values where a binary product lands just below a thousandth.
 TEST(TimeFormat, MatchesSnprintfEverywhere) {
-  const time_t seconds[] = {LocalTime(0, 0, 0), LocalTime(1, 2, 3),
-                            LocalTime(9, 59, 59), LocalTime(13, 30, 7),
+  const time_t seconds[] = {LocalTime(0, 0, 0),    LocalTime(1, 2, 3),
+                            LocalTime(9, 59, 59),  LocalTime(13, 30, 7),
                             LocalTime(23, 59, 59), 0};
   for (time_t second : seconds) {
     for (long micros = 0; micros < 1000000; micros += 7) {
@@ -132,10 +133,8 @@ TEST(StringFormatAddress, MemoryOrderIsDottedOrder) {
     unsigned char bytes[4];
     const char* expected;
   } cases[] = {
-      {{192, 168, 0, 1}, "192.168.0.1"},
-      {{0, 0, 0, 0}, "0.0.0.0"},
-      {{255, 255, 255, 255}, "255.255.255.255"},
-      {{127, 0, 0, 1}, "127.0.0.1"},
+      {{192, 168, 0, 1}, "192.168.0.1"},         {{0, 0, 0, 0}, "0.0.0.0"},
+      {{255, 255, 255, 255}, "255.255.255.255"}, {{127, 0, 0, 1}, "127.0.0.1"},
       {{10, 200, 3, 128}, "10.200.3.128"},
   };
   for (const Case& c : cases) {

@@ -99,8 +99,17 @@ TEST(StringCutNonPrintable, CutsAtTheFirstUnprintableByte) {
   } cases[] = {
       {"ab\tc", "ab"},
       {"plain text, with blanks ~!", "plain text, with blanks ~!"},
-      {"a\x1d" "b\x1e" "c\x1f" "d", "a\x1d" "b\x1e" "c\x1f" "d"},
-      {"x\x1c" "y", "x"},
+      {"a\x1d"
+       "b\x1e"
+       "c\x1f"
+       "d",
+       "a\x1d"
+       "b\x1e"
+       "c\x1f"
+       "d"},
+      {"x\x1c"
+       "y",
+       "x"},
       {"new\nline", "new"},
       {"del\x7f", "del"},
       {"caf\xc3\xa9", "caf"},
@@ -122,14 +131,10 @@ TEST(StringParseVersion, Table) {
     int result;
     int major, minor, patch, build;
   } cases[] = {
-      {"4.2.1_7", 4, 4, 2, 1, 7},
-      {"3.5", 2, 3, 5, -1, -1},
-      {"010.1.1_1", 4, 8, 1, 1, 1},
-      {"0x1f.0.2_3", 4, 31, 0, 2, 3},
-      {"-1.2.3", 3, -1, 2, 3, -1},
-      {"1.2.3.4", 3, 1, 2, 3, -1},
-      {"1_2", 1, 1, -1, -1, -1},
-      {"v1.2", 0, -1, -1, -1, -1},
+      {"4.2.1_7", 4, 4, 2, 1, 7},   {"3.5", 2, 3, 5, -1, -1},
+      {"010.1.1_1", 4, 8, 1, 1, 1}, {"0x1f.0.2_3", 4, 31, 0, 2, 3},
+      {"-1.2.3", 3, -1, 2, 3, -1},  {"1.2.3.4", 3, 1, 2, 3, -1},
+      {"1_2", 1, 1, -1, -1, -1},    {"v1.2", 0, -1, -1, -1, -1},
       {"", -1, -1, -1, -1, -1},
   };
   for (const Case& c : cases) {
@@ -173,9 +178,9 @@ TEST(StringHasParentReference, Table) {
     const char* path;
     int expected;
   } cases[] = {
-      {"../a", 1},   {"abc/../d", 1}, {"..", 0},   {"ab", 0},
-      {"a/b", 0},    {"/../x", 0},    {"", 0},     {"../", 1},
-      {"a/../b", 0}, {"abcd/..", 0},  {"ab/../", 0}, {"abc/../", 1},
+      {"../a", 1},     {"abc/../d", 1}, {"..", 0},     {"ab", 0},
+      {"a/b", 0},      {"/../x", 0},    {"", 0},       {"../", 1},
+      {"a/../b", 0},   {"abcd/..", 0},  {"ab/../", 0}, {"abc/../", 1},
       {"x/y/../z", 1}, {"...", 0},
   };
   for (const Case& c : cases) {

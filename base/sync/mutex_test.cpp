@@ -23,13 +23,14 @@ struct ScopedMutex {
 
 // MutexTimedLock from another thread, unlocking again on success.
 int TimedLockElsewhere(Mutex* mutex, int milliseconds) {
-  return std::async(std::launch::async, [=] {
-           int result = MutexTimedLock(mutex, milliseconds);
-           if (result == 1) {
-             pthread_mutex_unlock(mutex);
-           }
-           return result;
-         })
+  return std::async(std::launch::async,
+                    [=] {
+                      int result = MutexTimedLock(mutex, milliseconds);
+                      if (result == 1) {
+                        pthread_mutex_unlock(mutex);
+                      }
+                      return result;
+                    })
       .get();
 }
 
