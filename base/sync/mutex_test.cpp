@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <cerrno>
 #include <future>
 #include <thread>
 
@@ -72,15 +71,6 @@ TEST(MutexInit, RecursiveAndUnlocked) {
   EXPECT_EQ(TimedLockElsewhere(&m.mutex, 0), 0);  // Still held once.
   EXPECT_EQ(pthread_mutex_unlock(&m.mutex), 0);
   EXPECT_EQ(TimedLockElsewhere(&m.mutex, 0), 1);
-}
-
-TEST(MutexDestroy, ResultOfTheSystem) {
-  Mutex mutex;
-  MutexInit(&mutex);
-  pthread_mutex_lock(&mutex);
-  EXPECT_EQ(MutexDestroy(&mutex), EBUSY);
-  pthread_mutex_unlock(&mutex);
-  EXPECT_EQ(MutexDestroy(&mutex), 0);
 }
 
 TEST(MutexTimedLock, OwnerGetsItAgainAtOnce) {
