@@ -69,7 +69,7 @@ void BM_LogLineToFile(benchmark::State& state) {
   auto* stream = new std::ofstream(file.path(), std::ios::out | std::ios::app);
   logger.logStream = stream;
   int line = 0;
-  for (auto _ : state) {
+  for (auto _ : state) {  // NOLINT(clang-analyzer-deadcode.DeadStores)
     Log() << "Update: Post-update line " << ++line << " of the session.\n";
   }
   LogFlush();
@@ -82,7 +82,7 @@ BENCHMARK(BM_LogLineToFile)->Iterations(kFixedIterations);
 
 void BM_LogPrefix(benchmark::State& state) {
   char prefix[kLogPrefixSize];
-  for (auto _ : state) {
+  for (auto _ : state) {  // NOLINT(clang-analyzer-deadcode.DeadStores)
     benchmark::DoNotOptimize(LogPrefix(prefix, kLogPrefixSize));
     benchmark::ClobberMemory();
   }
@@ -101,7 +101,7 @@ void BM_BareWritePerLine(benchmark::State& state) {
   char prefix[kLogPrefixSize];
   std::string line = std::string(prefix, LogPrefix(prefix, sizeof prefix)) +
                      "Update: Post-update line 12345 of the session.\n";
-  for (auto _ : state) {
+  for (auto _ : state) {  // NOLINT(clang-analyzer-deadcode.DeadStores)
     if (write(fd, line.data(), line.size()) < 0) {
       state.SkipWithError("write failed");
       break;
@@ -122,7 +122,7 @@ void BM_SpdlogFileSinkLine(benchmark::State& state) {
   logger->set_pattern("%P %t %H:%M:%S %f %v");
   logger->flush_on(spdlog::level::trace);
   int line = 0;
-  for (auto _ : state) {
+  for (auto _ : state) {  // NOLINT(clang-analyzer-deadcode.DeadStores)
     logger->info("Update: Post-update line {} of the session.", ++line);
   }
   spdlog::drop("bench");

@@ -87,7 +87,7 @@ class StandardErrorCapture {
   explicit StandardErrorCapture(const TempDir& dir)
       : path_(dir.File("stderr")) {
     std::clog.flush();
-    fflush(stderr);
+    EXPECT_EQ(fflush(stderr), 0);
     saved_ = dup(2);
     int fd = open(path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     EXPECT_GE(fd, 0);
@@ -107,7 +107,7 @@ class StandardErrorCapture {
   void Restore() {
     if (saved_ >= 0) {
       std::clog.flush();
-      fflush(stderr);
+      EXPECT_EQ(fflush(stderr), 0);
       dup2(saved_, 2);
       close(saved_);
       saved_ = -1;
@@ -300,7 +300,8 @@ TEST(LogPrefix, BoundedLikeSnprintf) {
     char buffer[80];
     memset(buffer, 'Z', sizeof buffer);
     int length = LogPrefix(buffer, size);
-    int expected = size < 2 ? 0 : std::min<int>(size - 2, full.size());
+    int expected =
+        size < 2 ? 0 : std::min(size - 2, static_cast<int>(full.size()));
     ASSERT_EQ(length, expected) << "size " << size;
     if (size > 0) {
       EXPECT_EQ(buffer[length], '\0');
@@ -541,6 +542,7 @@ TEST(Log, LineStartsOfConcurrentThreadsStayWhole) {
     LoggerInstance().logStream = &file;
     std::atomic<int> ready{0};
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int i = 0; i < kThreads; ++i) {
       threads.emplace_back([&, i] {
         ids[i] = std::to_string(ThreadId());
@@ -585,6 +587,7 @@ TEST(Log, WholeLinesUnderTheRecursiveLock) {
     LoggerState state;
     LoggerInstance().logStream = &file;
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int i = 0; i < kThreads; ++i) {
       threads.emplace_back([&, i] {
         ids[i] = std::to_string(ThreadId());

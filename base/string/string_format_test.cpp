@@ -33,9 +33,10 @@ std::string Reference(const struct timeval& time) {
   time_t seconds = time.tv_sec;
   localtime_r(&seconds, &local);
   char text[17];
-  snprintf(text, sizeof text, "%02d:%02d:%02d %07.3f", local.tm_hour,
-           local.tm_min, local.tm_sec,
-           static_cast<double>(time.tv_usec) * 0.001);
+  EXPECT_GT(snprintf(text, sizeof text, "%02d:%02d:%02d %07.3f", local.tm_hour,
+                     local.tm_min, local.tm_sec,
+                     static_cast<double>(time.tv_usec) * 0.001),
+            0);
   return text;
 }
 
