@@ -4,8 +4,10 @@
 #include <gtest/gtest.h>
 #include <netdb.h>
 #include <netinet/in.h>
+#include <resolv.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -101,6 +103,84 @@ TEST(SocketResolveHost, OutOfDescriptorsQuotesEmfile) {
   }
   EXPECT_EQ(ErrorPair("Failed to resolve address '" + name + "'.") +
                 ErrorPair("Error is 24 'Too many open files'."),
+            text);
+}
+
+// In a child, whose resolver state does not matter afterwards, the resolver
+// is pointed at a closed UDP port of 127.0.0.1: the name server refuses at
+// once and the resolver calls that a temporary failure. Gives what the child
+// wrote, with its exit status appended.
+std::string ResolveWithRefusingNameServer() {
+  int channel[2];
+  if (pipe(channel) < 0) {
+    return "pipe failed";
+  }
+  pid_t child = fork();
+  if (child == 0) {
+    close(channel[0]);
+    sockaddr_in server{};
+    server.sin_family = AF_INET;
+    server.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof(server);
+    int probe = socket(AF_INET, SOCK_DGRAM, 0);
+    if (probe < 0 ||
+        bind(probe, reinterpret_cast<sockaddr*>(&server), length) < 0 ||
+        getsockname(probe, reinterpret_cast<sockaddr*>(&server), &length) < 0) {
+      _exit(2);
+    }
+    close(probe);
+    res_init();
+    _res.nscount = 1;
+    _res.nsaddr_list[0] = server;
+    _res.retrans = 1;
+    _res.retry = 1;
+    std::string text;
+    int failed = 0;
+    {
+      SocketLogCapture capture;
+      failed += SocketResolveHost("qz-no-such-host.invalid") == 0 ? 1 : 0;
+      failed += SocketResolveAddress("192.0.2.1") == nullptr ? 1 : 0;
+      text = capture.Text();
+    }
+    const char* out = text.c_str();
+    size_t left = text.size();
+    while (left > 0) {
+      ssize_t written = write(channel[1], out, left);
+      if (written <= 0) {
+        _exit(3);
+      }
+      out += written;
+      left -= static_cast<size_t>(written);
+    }
+    _exit(failed == 2 ? 0 : 1);
+  }
+  close(channel[1]);
+  std::string text;
+  char buffer[512];
+  ssize_t count;
+  while ((count = read(channel[0], buffer, sizeof(buffer))) != 0) {
+    if (count < 0 && errno != EINTR) {
+      break;
+    }
+    if (count > 0) {
+      text.append(buffer, static_cast<size_t>(count));
+    }
+  }
+  close(channel[0]);
+  int status = -1;
+  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  }
+  return text + "status " + std::to_string(status);
+}
+
+TEST(SocketResolveHost, TemporaryNameServerError) {
+  const std::string text = ResolveWithRefusingNameServer();
+  const std::string temporary =
+      ErrorPair("Error is 2 'Temporary name server error'.");
+  EXPECT_EQ(ErrorPair("Failed to resolve address 'qz-no-such-host.invalid'.") +
+                temporary +
+                ErrorPair("Failed to resolve address '192.0.2.1'.") +
+                temporary + "status 0",
             text);
 }
 
