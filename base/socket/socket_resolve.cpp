@@ -120,8 +120,8 @@ const char* SocketFormatAddress(uint32_t address) {
   static char text[16];
   unsigned char bytes[4];
   memcpy(bytes, &address, sizeof(bytes));
-  snprintf(text, sizeof(text), "%u.%u.%u.%u", bytes[0], bytes[1], bytes[2],
-           bytes[3]);
+  static_cast<void>(snprintf(text, sizeof(text), "%u.%u.%u.%u", bytes[0],
+                             bytes[1], bytes[2], bytes[3]));
   return text;
 }
 

@@ -58,10 +58,14 @@ class SocketLogCapture {
             ++position;
           }
         }
-        line = position == std::string::npos ? "<bad prefix>" + line
-                                             : line.substr(position);
+        if (position == std::string::npos) {
+          line.insert(0, "<bad prefix>");
+        } else {
+          line.erase(0, position);
+        }
       }
-      result += line + "\n";
+      result += line;
+      result += "\n";
     }
     if (!stream_.str().empty() && stream_.str().back() != '\n') {
       result += "<no line end>";
