@@ -81,19 +81,17 @@ TEST(SocketResolveHostText, UnknownNameIsAllZeros) {
 // of its own for that, and EMFILE is quoted instead.
 TEST(SocketResolveHost, OutOfDescriptorsQuotesEmfile) {
   const std::string name = "qz-no-such-host.invalid";
-  struct rlimit saved;
-  ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &saved));
-  struct rlimit none = saved;
-  none.rlim_cur = 0;
   std::string text;
   uint32_t address;
   int number;
   {
     SocketLogCapture capture;
-    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &none));
-    address = SocketResolveHost(name.c_str());
-    number = h_errno;
-    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &saved));
+    {
+      ScopedNoDescriptors limit(WarmUpLogStreams);
+      ASSERT_TRUE(limit.ok()) << errno;
+      address = SocketResolveHost(name.c_str());
+      number = h_errno;
+    }
     text = capture.Text();
   }
   EXPECT_EQ(0u, address);

@@ -337,22 +337,20 @@ TEST(SocketCreatePipe, ConnectedCloseOnExecPair) {
 
 // With no descriptor left to open, socketpair fails with EMFILE.
 TEST(SocketCreatePipe, FailureLineAndEmptySlots) {
-  struct rlimit saved;
-  ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &saved));
-  struct rlimit none = saved;
-  none.rlim_cur = 0;
-  ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &none));
   int fds[2] = {-7, -7};
   int result;
   int error;
   std::string text;
   {
     SocketLogCapture capture;
-    result = SocketCreatePipe(fds, 65536);
-    error = errno;
+    {
+      ScopedNoDescriptors limit(WarmUpLogStreams);
+      ASSERT_TRUE(limit.ok()) << errno;
+      result = SocketCreatePipe(fds, 65536);
+      error = errno;
+    }
     text = capture.Text();
   }
-  ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &saved));
   EXPECT_EQ(-1, result);
   EXPECT_EQ(EMFILE, error);
   EXPECT_EQ(-1, fds[0]);

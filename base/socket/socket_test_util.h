@@ -7,6 +7,7 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <stdlib.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -80,6 +81,42 @@ class SocketLogCapture {
   std::ostream* saved_error_;
   int32_t saved_enabled_;
 };
+
+// Lowers the soft limit of open descriptors to 0 for the scope, so that
+// every call that would open a descriptor fails with EMFILE. The sanitizers'
+// own checks of an object's type open a pipe the first time they meet a
+// type; WarmUp() lets them meet the log's stream types before the limit.
+class ScopedNoDescriptors {
+ public:
+  template <typename WarmUp>
+  explicit ScopedNoDescriptors(const WarmUp& warm_up) {
+    warm_up();
+    ok_ = getrlimit(RLIMIT_NOFILE, &saved_) == 0;
+    struct rlimit none = saved_;
+    none.rlim_cur = 0;
+    ok_ = ok_ && setrlimit(RLIMIT_NOFILE, &none) == 0;
+  }
+  ~ScopedNoDescriptors() {
+    if (ok_) {
+      setrlimit(RLIMIT_NOFILE, &saved_);
+    }
+  }
+  ScopedNoDescriptors(const ScopedNoDescriptors&) = delete;
+  ScopedNoDescriptors& operator=(const ScopedNoDescriptors&) = delete;
+
+  bool ok() const { return ok_; }
+
+ private:
+  struct rlimit saved_;
+  bool ok_ = false;
+};
+
+// Writes a failure through the module's reporting, into a capture, so that
+// the stream types have been used once.
+inline void WarmUpLogStreams() {
+  SocketLogCapture capture;
+  SocketGetError(-1);
+}
 
 // Sets SocketSystemSupport for the scope and puts the old level back.
 class ScopedSupportLevel {
