@@ -217,15 +217,6 @@ TEST(SocketSetNonBlocking, SwitchesOnlyTheNonBlockingFlag) {
   EXPECT_EQ("", capture.Text());
 }
 
-TEST(SocketSetNoInherit, WritesTheDescriptorFlags) {
-  ScopedFd file(OpenPlainFile());
-  ASSERT_GE(file.get(), 0);
-  EXPECT_EQ(1, SocketSetNoInherit(file.get(), 1));
-  EXPECT_EQ(FD_CLOEXEC, fcntl(file.get(), F_GETFD));
-  EXPECT_EQ(1, SocketSetNoInherit(file.get(), 0));
-  EXPECT_EQ(0, fcntl(file.get(), F_GETFD));
-}
-
 TEST(SocketFcntlOptions, FailureLinesOnAClosedDescriptor) {
   int fd = OpenPlainFile();
   ASSERT_GE(fd, 0);
@@ -279,38 +270,6 @@ TEST(SocketOptions, SetOnATcpConnection) {
   EXPECT_EQ(SocketSendSpace(GetIntOption(fd, SOL_SOCKET, SO_SNDBUF), 0),
             SocketGetSendSpace(fd));
   EXPECT_EQ("", capture.Text());
-}
-
-TEST(SocketSetLinger, PositiveSecondsOnElseOff) {
-  LoopbackTcp tcp;
-  ASSERT_TRUE(tcp.ok()) << errno;
-  const int fd = tcp.client.get();
-  struct Case {
-    int seconds;
-    int on;
-    int linger;
-  };
-  for (Case c : {Case{7, 1, 7}, Case{0, 0, 0}, Case{3, 1, 3}, Case{-5, 0, 0}}) {
-    EXPECT_EQ(1, SocketSetLinger(fd, c.seconds));
-    struct linger record;
-    socklen_t length = sizeof(record);
-    ASSERT_EQ(0, getsockopt(fd, SOL_SOCKET, SO_LINGER, &record, &length));
-    EXPECT_EQ(c.on, record.l_onoff) << c.seconds;
-    if (c.on != 0) {
-      // Switched off, the kernel keeps the old time and ignores it.
-      EXPECT_EQ(c.linger, record.l_linger) << c.seconds;
-    }
-  }
-}
-
-TEST(SocketGetReadable, CountsWaitingBytes) {
-  int pair[2];
-  ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, pair));
-  ScopedFd first(pair[0]);
-  ScopedFd second(pair[1]);
-  EXPECT_EQ(0, SocketGetReadable(second.get()));
-  ASSERT_EQ(5, write(first.get(), "hello", 5));
-  EXPECT_EQ(5, SocketGetReadable(second.get()));
 }
 
 TEST(SocketCreatePipe, ConnectedCloseOnExecPair) {

@@ -31,17 +31,7 @@ TEST(SocketSupportLevel, FromSystemNameAndRelease) {
   }
 }
 
-TEST(SocketDetectSystem, UsesTheRunningSystemsNames) {
-  struct utsname names;
-  ASSERT_EQ(0, uname(&names));
-  ScopedSupportLevel level(-1);
-  SocketLogCapture capture;
-  SocketDetectSystem();
-  EXPECT_EQ(SocketSupportLevel(names.sysname, names.release),
-            SocketSystemSupport);
-  EXPECT_EQ("", capture.Text());
-}
-
+// SocketInit detects from uname, and only while the level is undetermined.
 TEST(SocketInit, DetectsOnlyWhileUndetermined) {
   struct utsname names;
   ASSERT_EQ(0, uname(&names));
