@@ -28,7 +28,8 @@ TEST(FileSetOwner, LinesOnFailureSilenceOnSuccess) {
   EXPECT_EQ(errno, ENOENT);
   EXPECT_EQ(FileSetOwner(nullptr, 0, 0), -1);
   EXPECT_EQ(errno, EFAULT);
-  EXPECT_EQ(FileSetOwner(path.c_str(), 65534, 65534), root ? 1 : -1);
+  EXPECT_EQ(FileSetOwner(path.c_str(), root ? 65534 : 0, root ? 65534 : 0),
+            root ? 1 : -1);
   std::string expected =
       "File: ERROR! Can't change ownership of '" + missing +
       "'.\nFile: ERROR! Error is 2, No such file or directory.\n"
