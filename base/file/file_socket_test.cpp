@@ -1,11 +1,12 @@
 #include "base/file/file_socket.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <cerrno>
+
+#include <gtest/gtest.h>
 
 #include "base/socket/socket_option.h"
 

@@ -1,20 +1,11 @@
-// Compares ProcessGetOption with the reset-flag scanner of the BSD
-// compatibility library over generated argument vectors and option strings.
-//
-// That library's scanner runs on the C library's own getopt, which agrees
-// with ours within the domain generated here and differs outside it:
-//   - it permutes arguments unless the option string begins with "+", so
-//     the option strings handed to it get that prefix;
-//   - it words its diagnostics "invalid option -- 'c'" and "option requires
-//     an argument -- 'c'", which are brought to our wording before comparing;
-//   - it sets optopt only for '?' and ':', and clears optarg on every call,
-//     so those are compared only where both define them;
-//   - words beginning with "--" other than "--" itself, a "-" inside a
-//     cluster, "-" as an option letter and "::" (an optional argument to
-//     it) are treated otherwise, and are covered by option_test.cpp instead.
+// ProcessGetOption against the BSD compatibility library's reset-flag
+// scanner over generated vectors. Where they differ by design: that scanner
+// permutes unless the options begin with "+" (added), words its diagnostics
+// "invalid option -- 'c'" (reworded), sets optopt only for '?'/':' and clears
+// optarg each call (compared only where both define them). "--word", "-"
+// inside a cluster or as a letter, and "::" are left to option_test.cpp.
 
 #include <bsd/unistd.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -24,8 +15,10 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "base/process/option.h"
-#include "base/process/option_test_support.h"
+#include "base/process/process_test_support.h"
 
 namespace {
 
@@ -41,16 +34,12 @@ struct Generated {
 };
 
 Generated Generate(std::mt19937& random) {
-  auto chance = [&random](int percent) {
-    return std::uniform_int_distribution<int>(0, 99)(random) < percent;
-  };
   auto pick = [&random](int count) {
     return std::uniform_int_distribution<int>(0, count - 1)(random);
   };
+  auto chance = [&pick](int percent) { return pick(100) < percent; };
   Generated g;
-  if (chance(30)) {
-    g.options += ':';
-  }
+  g.options = chance(30) ? ":" : "";
   // Each of the first five letters is accepted or not; x, y and z never are.
   for (int i = 0; i < 5; ++i) {
     if (chance(60)) {
@@ -65,12 +54,11 @@ Generated Generate(std::mt19937& random) {
   int count = pick(7);
   for (int i = 0; i < count; ++i) {
     int kind = pick(10);
-    if (kind == 0) {
-      g.words.push_back("--");
-    } else if (kind == 1) {
-      g.words.push_back("-");
-    } else if (kind == 2) {
-      g.words.push_back(chance(50) ? "file" : "");
+    if (kind < 3) {
+      g.words.push_back(kind == 0    ? "--"
+                        : kind == 1  ? "-"
+                        : chance(50) ? "file"
+                                     : "");
     } else {
       std::string word = "-";
       int letters = 1 + pick(4);
@@ -98,17 +86,15 @@ std::pair<int, long> Locate(char* const* vector, int count,
 std::string InOurWords(const std::string& text) {
   static const std::regex kInvalid("invalid option -- '(.)'");
   static const std::regex kRequires("argument -- '(.)'");
-  std::string result =
-      std::regex_replace(text, kInvalid, "illegal option -- $1");
-  return std::regex_replace(result, kRequires, "argument -- $1");
+  return std::regex_replace(
+      std::regex_replace(text, kInvalid, "illegal option -- $1"), kRequires,
+      "argument -- $1");
 }
 
-// Writable copies of the words and a vector over them.
-struct Vector {
-  explicit Vector(const std::vector<std::string>& source) : words(source) {
-    for (std::string& word : words) {
+struct Vector {  // writable copies of the words and a vector over them
+  explicit Vector(std::vector<std::string> source) : words(std::move(source)) {
+    for (std::string& word : words)
       pointers.push_back(&word[0]);
-    }
     pointers.push_back(nullptr);
   }
   std::vector<std::string> words;
@@ -121,7 +107,7 @@ TEST(ProcessGetOption, AgreesWithTheBsdScanner) {
   int saved_error = ProcessOptionError;
   int saved_reset = ProcessOptionReset;
   int compared_calls = 0;
-  StderrCapture capture;
+  process_test::StderrCapture capture;
   for (int n = 0; n < kCases; ++n) {
     Generated g = Generate(random);
     Vector ours(g.words);

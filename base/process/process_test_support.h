@@ -1,6 +1,5 @@
-// Fixtures shared by the process module's tests: scoped environment
-// variables, a captured log channel, temporary directories and children
-// observed through /proc.
+// Shared by the process module's tests: scoped environment, captured log
+// and standard error, temporary directories, children watched via /proc.
 
 #ifndef QZ_BASE_PROCESS_PROCESS_TEST_SUPPORT_H_
 #define QZ_BASE_PROCESS_PROCESS_TEST_SUPPORT_H_
@@ -9,54 +8,43 @@
 #include <fcntl.h>
 #include <ftw.h>
 #include <signal.h>
+#include <stdio.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <iostream>
 #include <map>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "base/log/logger.h"
 
 namespace process_test {
 
-// Sets (or, with a null value, unsets) a variable and puts back what was
-// there, set or unset, at scope end.
+// Sets (null: unsets) a variable, putting back what was there at scope end.
 class ScopedEnv {
  public:
   ScopedEnv(const char* name, const char* value) : name_(name) {
-    const char* old = getenv(name);
-    had_ = old != nullptr;
-    if (had_) {
-      old_ = old;
-    }
-    if (value != nullptr) {
-      setenv(name, value, 1);
-    } else {
-      unsetenv(name);
-    }
+    if (getenv(name) != nullptr)
+      old_ = getenv(name);
+    value != nullptr ? setenv(name, value, 1) : unsetenv(name);
   }
   ~ScopedEnv() {
-    if (had_) {
-      setenv(name_.c_str(), old_.c_str(), 1);
-    } else {
-      unsetenv(name_.c_str());
-    }
+    old_ ? setenv(name_.c_str(), old_->c_str(), 1) : unsetenv(name_.c_str());
   }
-  ScopedEnv(const ScopedEnv&) = delete;
-  ScopedEnv& operator=(const ScopedEnv&) = delete;
 
  private:
   std::string name_;
-  std::string old_;
-  bool had_;
+  std::optional<std::string> old_;
 };
 
 // Points the Logger's log channel at a string for the scope.
@@ -66,18 +54,12 @@ class LogCapture {
     LoggerInstance().logStream = &text_;
   }
   ~LogCapture() { LoggerInstance().logStream = saved_; }
-  LogCapture(const LogCapture&) = delete;
-  LogCapture& operator=(const LogCapture&) = delete;
-
   std::string Raw() const { return text_.str(); }
-
-  // Each line without its "<pid> <tid> HH:MM:SS mmm.uuu " prefix, with its
-  // "\n".
+  // Each line with its "\n" but without the four prefix fields.
   std::vector<std::string> Lines() const {
     std::vector<std::string> lines;
     std::istringstream in(text_.str());
-    std::string line;
-    while (std::getline(in, line)) {
+    for (std::string line; std::getline(in, line);) {
       size_t at = 0;
       for (int field = 0; field < 4 && at != std::string::npos; ++field) {
         at = line.find(' ', at);
@@ -94,6 +76,34 @@ class LogCapture {
   std::ostream* saved_;
 };
 
+// Sends descriptor 2 into an anonymous file for its lifetime.
+class StderrCapture {
+ public:
+  StderrCapture() : saved_(dup(2)), file_(memfd_create("stderr", MFD_CLOEXEC)) {
+    fflush(stderr);
+    dup2(file_, 2);
+  }
+  ~StderrCapture() {
+    fflush(stderr);
+    dup2(saved_, 2);
+    close(saved_);
+    close(file_);
+  }
+  // What was written since the last Take, which empties the file.
+  std::string Take() {
+    fflush(stderr);
+    std::string text(static_cast<size_t>(lseek(file_, 0, SEEK_END)), '\0');
+    text.resize(static_cast<size_t>(
+        std::max<ssize_t>(0, pread(file_, &text[0], text.size(), 0))));
+    EXPECT_EQ(0, ftruncate(file_, 0));
+    lseek(file_, 0, SEEK_SET);
+    return text;
+  }
+
+ private:
+  int saved_, file_;
+};
+
 inline int RemoveEntry(const char* path, const struct stat*, int, struct FTW*) {
   return remove(path);
 }
@@ -105,14 +115,7 @@ class TempDir {
     char pattern[] = "/tmp/qz-process-XXXXXX";
     path_ = mkdtemp(pattern) != nullptr ? pattern : "";
   }
-  ~TempDir() {
-    if (!path_.empty()) {
-      nftw(path_.c_str(), RemoveEntry, 16, FTW_DEPTH | FTW_PHYS);
-    }
-  }
-  TempDir(const TempDir&) = delete;
-  TempDir& operator=(const TempDir&) = delete;
-
+  ~TempDir() { nftw(path_.c_str(), RemoveEntry, 16, FTW_DEPTH | FTW_PHYS); }
   const std::string& path() const { return path_; }
   std::string File(const char* name) const { return path_ + "/" + name; }
 
@@ -120,41 +123,13 @@ class TempDir {
   std::string path_;
 };
 
-inline std::string ReadFile(const std::string& path) {
-  std::string text;
-  FILE* file = fopen(path.c_str(), "r");
-  if (file != nullptr) {
-    char chunk[4096];
-    size_t count;
-    while ((count = fread(chunk, 1, sizeof(chunk), file)) > 0) {
-      text.append(chunk, count);
-    }
-    static_cast<void>(fclose(file));
-  }
-  return text;
-}
-
-// Everything readable from the descriptor until end of file.
-inline std::string ReadAll(int descriptor) {
+// Reads up to `size` bytes (all, by default) until end of file.
+inline std::string ReadAll(int descriptor, size_t size = std::string::npos) {
   std::string text;
   char chunk[4096];
-  for (;;) {
-    ssize_t count = read(descriptor, chunk, sizeof(chunk));
-    if (count > 0) {
-      text.append(chunk, static_cast<size_t>(count));
-    } else if (count == 0 || errno != EINTR) {
-      return text;
-    }
-  }
-}
-
-// Reads exactly size bytes (fewer at end of file).
-inline std::string ReadExactly(int descriptor, size_t size) {
-  std::string text;
-  char chunk[256];
   while (text.size() < size) {
-    size_t want = std::min(sizeof(chunk), size - text.size());
-    ssize_t count = read(descriptor, chunk, want);
+    ssize_t count =
+        read(descriptor, chunk, std::min(sizeof chunk, size - text.size()));
     if (count > 0) {
       text.append(chunk, static_cast<size_t>(count));
     } else if (count == 0 || errno != EINTR) {
@@ -164,37 +139,52 @@ inline std::string ReadExactly(int descriptor, size_t size) {
   return text;
 }
 
-inline std::string ReadLink(const std::string& path) {
-  char target[4096];
-  ssize_t length = readlink(path.c_str(), target, sizeof(target) - 1);
-  return length < 0 ? std::string() : std::string(target, length);
+inline std::string ReadFile(const std::string& path) {
+  int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  std::string text = descriptor < 0 ? "" : ReadAll(descriptor);
+  close(descriptor);
+  return text;
 }
 
-// Waits (up to a minute) until the process runs the program of that base
-// name; false when it never did.
+inline void WriteAll(int descriptor, const std::string& text) {
+  for (size_t done = 0; done < text.size();) {
+    ssize_t count = write(descriptor, text.data() + done, text.size() - done);
+    if (count > 0) {
+      done += static_cast<size_t>(count);
+    } else if (errno != EINTR) {
+      return;
+    }
+  }
+}
+
+inline std::string ReadLink(const std::string& path) {
+  char target[4096];
+  ssize_t length = readlink(path.c_str(), target, sizeof target);
+  return length < 0 ? std::string()
+                    : std::string(target, static_cast<size_t>(length));
+}
+
+// Waits (up to a minute) until the process runs the program of that name.
 inline bool WaitForProgram(pid_t process, const std::string& name) {
-  std::string link = "/proc/" + std::to_string(process) + "/exe";
-  for (int tries = 0; tries < 60000; ++tries) {
+  std::string link = "/proc/" + std::to_string(process) + "/exe",
+              want = "/" + name;
+  for (int tries = 0; tries < 60000; ++tries, usleep(1000)) {
     std::string target = ReadLink(link);
-    if (target.size() > name.size() &&
-        target.compare(target.size() - name.size() - 1, std::string::npos,
-                       "/" + name) == 0) {
+    if (target.size() > want.size() &&
+        target.compare(target.size() - want.size(), want.size(), want) == 0) {
       return true;
     }
-    usleep(1000);
   }
   return false;
 }
 
-// The process's open descriptors and what each one leads to.
+// The process's open descriptors and what each leads to.
 inline std::map<int, std::string> Descriptors(pid_t process) {
   std::map<int, std::string> result;
   std::string directory = "/proc/" + std::to_string(process) + "/fd";
   DIR* listing = opendir(directory.c_str());
-  if (listing == nullptr) {
+  if (listing == nullptr)
     return result;
-  }
-  // The listing's own descriptor shows up when the process is this one.
   int own = process == getpid() ? dirfd(listing) : -1;
   while (struct dirent* entry = readdir(listing)) {
     if (entry->d_name[0] != '.' && atoi(entry->d_name) != own) {
@@ -205,10 +195,8 @@ inline std::map<int, std::string> Descriptors(pid_t process) {
   return result;
 }
 
-// The process's descriptors once they equal expected, or as they are after
-// five seconds. A program opens and closes files of its own while it starts
-// (its locale, for one), so one look could catch those; a descriptor it was
-// given stays for good.
+// The descriptors once they equal expected, or as they are after five
+// seconds: a starting program opens and closes files of its own (its locale).
 inline std::map<int, std::string> SettledDescriptors(
     pid_t process, const std::map<int, std::string>& expected) {
   std::map<int, std::string> current = Descriptors(process);
@@ -219,66 +207,38 @@ inline std::map<int, std::string> SettledDescriptors(
   return current;
 }
 
-// Kills and reaps a child; its wait status.
-inline int KillAndWait(pid_t child) {
-  kill(child, SIGKILL);
-  int status = 0;
-  while (waitpid(child, &status, 0) == -1 && errno == EINTR) {
-  }
-  return status;
-}
-
-// The wait status of a child, or -1.
-inline int WaitStatus(pid_t child) {
+// The wait status of a child (killed first when asked), or -1.
+inline int WaitStatus(pid_t child, bool kill_first = false) {
+  if (kill_first)
+    kill(child, SIGKILL);
   int status = 0;
   pid_t result;
-  do {
-    result = waitpid(child, &status, 0);
-  } while (result == -1 && errno == EINTR);
+  while ((result = waitpid(child, &status, 0)) == -1 && errno == EINTR) {
+  }
   return result == child ? status : -1;
 }
 
-// Runs body in a plain forked child and ends it with _exit(body's result),
-// so that this process's exit handlers never run twice. output collects
-// what body writes to the descriptor it is given. Returns the wait status.
+// Runs body in a forked child ended with _exit(body's result), so this
+// process's exit handlers never run twice; output collects what body writes
+// to the descriptor it is given. Returns the wait status.
 inline int RunInChild(const std::function<int(int)>& body,
                       std::string* output = nullptr) {
   int channel[2];
-  if (pipe(channel) != 0) {
+  if (pipe(channel) != 0)
     return -1;
-  }
-  static_cast<void>(fflush(nullptr));
+  fflush(nullptr);
   std::cout.flush();
   pid_t child = fork();
   if (child == 0) {
     close(channel[0]);
-    int code = 125;
-    try {
-      code = body(channel[1]);
-    } catch (...) {  // never run the rest of the tests in this copy
-    }
-    _exit(code);
+    _exit(body(channel[1]));
   }
   close(channel[1]);
   std::string text = ReadAll(channel[0]);
   close(channel[0]);
-  if (output != nullptr) {
+  if (output != nullptr)
     *output = text;
-  }
   return child > 0 ? WaitStatus(child) : -1;
-}
-
-// Writes text whole to a descriptor.
-inline void WriteAll(int descriptor, const std::string& text) {
-  size_t done = 0;
-  while (done < text.size()) {
-    ssize_t count = write(descriptor, text.data() + done, text.size() - done);
-    if (count > 0) {
-      done += static_cast<size_t>(count);
-    } else if (count == -1 && errno != EINTR) {
-      return;
-    }
-  }
 }
 
 }  // namespace process_test
