@@ -187,6 +187,7 @@ stage_check() {
   [ -f "$libdir/cmake/qzbase/qzbaseConfig.cmake" ] || fail "no CMake package"
   pc="$libdir/pkgconfig/qzbase.pc"
   [ -f "$pc" ] || fail "no qzbase.pc"
+  # shellcheck disable=SC2016 # the text ${pcfiledir}, not a variable
   grep -q '^prefix=${pcfiledir}/' "$pc" || fail "qzbase.pc is not relocatable: $(head -1 "$pc")"
   if grep -rqF "$stage" "$root/lib" "$root/include"; then
     fail "the staging root's path is written into installed files"
@@ -194,7 +195,9 @@ stage_check() {
 
   if [ "$QZ_HAVE_DRIVER" = 1 ]; then
     local driver="$root/$QZ_SYSTEM_DIR/bin/qzupdate" link="$root/sbin/qzupdate"
-    [ -x "$driver" ] && [ ! -L "$driver" ] || fail "no driver at $driver"
+    if [ ! -x "$driver" ] || [ -L "$driver" ]; then
+      fail "no driver at $driver"
+    fi
     expect_mode 755 "$driver"
     [ -L "$link" ] || fail "$link is not a symbolic link"
     [ "$(readlink "$link")" = "../$QZ_SYSTEM_DIR/bin/qzupdate" ] ||
