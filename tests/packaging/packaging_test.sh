@@ -17,7 +17,8 @@
 #                 check nothing is left
 #
 # Environment (set by CMake): QZ_SOURCE_DIR, QZ_BUILD_DIR, QZ_WORK_DIR,
-# QZ_SYSTEM_DIR (relative to the prefix), QZ_HAVE_DRIVER (1 or 0).
+# QZ_SYSTEM_DIR (relative to the prefix), QZ_HAVE_DRIVER (1 or 0),
+# QZ_VERSION (the project's version).
 # Exit status: 0 passed, 77 skipped (a tool is missing for an ordinary user,
 # or the check needs root), anything else failed. Under CI a missing tool is
 # a failure.
@@ -250,6 +251,10 @@ case "$check" in
       fail "$page carries a name or a time stamp"
     zcat "$page" | cmp -s - "$QZ_SOURCE_DIR/doc/qzupdate.8" ||
       fail "$page differs from doc/qzupdate.8"
+    if [ -n "${QZ_VERSION:-}" ]; then
+      grep -q "^\.TH QZUPDATE 8 \"[0-9-]*\" \"qzupdate $QZ_VERSION\" " "$QZ_SOURCE_DIR/doc/qzupdate.8" ||
+        fail "doc/qzupdate.8 does not name version $QZ_VERSION: $(grep '^\.TH' "$QZ_SOURCE_DIR/doc/qzupdate.8")"
+    fi
     check_manual_page "$page"
     ;;
   debs)
