@@ -3,9 +3,13 @@
 #ifndef QZ_BASE_FILE_FILE_OWNER_H_
 #define QZ_BASE_FILE_FILE_OWNER_H_
 
-// chown (following symbolic links): 1 on success; on failure two lines in the
-// log ("File: ERROR! Can't change ownership of '<path>'." and
-// "File: ERROR! Error is <n>, <text>.") and -1 with errno from chown.
+// chown (following symbolic links) to user_id and group_id (-1 keeps that
+// id unchanged). 1 on success. On failure writes two lines through Log,
+//   File: ERROR! Can't change ownership of '<path>'.
+//   File: ERROR! Error is <n>, <text>.
+// (a null path prints as "nil" and fails with EFAULT), nothing on the error
+// channel, and returns -1 with errno as chown left it. Safe from any thread
+// that may log.
 int FileSetOwner(const char* path, int user_id, int group_id);
 
 #endif  // QZ_BASE_FILE_FILE_OWNER_H_
