@@ -114,13 +114,14 @@ run_driver() {
   rm -rf "$home"
 }
 
-# run_consumer <program>: the consumer prints ENOENT and logs one prefixed
-# line.
+# run_consumer <program>: the consumer prints ENOENT and the MD5 of "abc",
+# and logs one prefixed line.
 run_consumer() {
   local out err
   out="$("$1" 2>"$QZ_WORK_DIR/consumer.err")" || fail "$1 failed"
   err="$(cat "$QZ_WORK_DIR/consumer.err")"
-  [ "$out" = ENOENT ] || fail "$1 printed '$out', expected 'ENOENT'"
+  [ "$out" = "ENOENT 900150983cd24fb0d6963f7d28e17f72" ] ||
+    fail "$1 printed '$out', expected 'ENOENT 900150983cd24fb0d6963f7d28e17f72'"
   printf '%s\n' "$err" |
     grep -qE "^[0-9]+ [0-9]+ [0-9]{2}:[0-9]{2}:[0-9]{2} [0-9. ]{7} Consumer: ErrorName\(2\) is 'ENOENT'\.$" ||
     fail "$1 logged '$err'"
