@@ -9,14 +9,24 @@ const char* TextOrNil(int code) {
   return text != nullptr ? text : "nil";
 }
 
+// Error numbers are always written in decimal, whatever base an earlier
+// line left on the stream (the error channel's accessors do not reset it).
+void WriteDecimal(std::ostream& stream, int code) {
+  std::ios_base::fmtflags flags = stream.flags();
+  stream << std::dec << code;
+  stream.flags(flags);
+}
+
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const ErrorQuoted& error) {
-  return stream << error.code << " '" << TextOrNil(error.code) << "'";
+  WriteDecimal(stream, error.code);
+  return stream << " '" << TextOrNil(error.code) << "'";
 }
 
 std::ostream& operator<<(std::ostream& stream, const ErrorComma& error) {
-  return stream << error.code << ", " << TextOrNil(error.code);
+  WriteDecimal(stream, error.code);
+  return stream << ", " << TextOrNil(error.code);
 }
 
 std::ostream& operator<<(std::ostream& stream, const ErrorText& error) {

@@ -74,6 +74,11 @@ TEST(ErrorFormat, LayoutsAndErrnoUntouched) {
                 "|No error",
             out.str());
   EXPECT_EQ(kSentinel, errno);
+
+  // A base left behind on the stream does not reach the error number.
+  std::ostringstream hex;
+  hex << std::hex << ErrorQuoted(13) << ' ' << 255;
+  EXPECT_EQ(std::string("13 '") + strerror(13) + "' ff", hex.str());
 }
 
 }  // namespace

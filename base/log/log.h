@@ -30,8 +30,11 @@
 // Size of the buffer the accessors give LogPrefix.
 constexpr int kLogPrefixSize = 128;
 
-// Formats the line prefix into buffer, at most size - 1 characters and a
-// NUL, and returns its length. No heap allocation.
+// Formats the line prefix into buffer and returns its length. The text is
+// bounded as snprintf(buffer, size - 1, ...) bounds it: at most size - 2
+// characters and a NUL (a 1-byte buffer gets the NUL alone; size 0 or less
+// writes nothing). No heap allocation, no lock; safe from any thread and in a
+// forked child (the cached process and thread ids are dropped at fork).
 int LogPrefix(char* buffer, int size);
 
 std::ostream& Log(Logger& logger);

@@ -4,14 +4,9 @@
 #include <sys/types.h>
 #include <unistd.h>
 
-namespace {
+#include "base/process/exit_status.h"
 
-// The pause between two attempts to open a log file. This is what
-// ProcessSleep (base/process/exit_status.h) does: usleep of the milliseconds
-// times 1000; an interrupting signal only shortens the pause.
-void LoggerOpenPause(int milliseconds) {
-  usleep(static_cast<useconds_t>(milliseconds) * 1000U);
-}
+namespace {
 
 // Sets the process umask for the lifetime of the object.
 class ScopedUmask {
@@ -47,7 +42,7 @@ std::unique_ptr<std::ofstream> LoggerOpenFile(const Logger& logger,
       return stream;
     }
     stream.reset();
-    LoggerOpenPause(kLoggerOpenPauseMilliseconds);
+    ProcessSleep(kLoggerOpenPauseMilliseconds);
   }
   return nullptr;
 }

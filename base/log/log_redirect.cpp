@@ -6,6 +6,7 @@
 #include <iostream>
 #include <memory>
 
+#include "base/file/file_path.h"
 #include "base/log/log.h"
 #include "base/log/log_file.h"
 #include "base/string/owned_string.h"
@@ -43,21 +44,6 @@ Channel AuxChannel(Logger& logger) {
   return {&logger.auxStream, &logger.retiredAuxStream, &logger.auxPath};
 }
 
-// "<dir>/<name>", or a copy of name when dir is null or empty; null for a
-// null or empty name. The caller owns the result (FilePath's rule).
-char* LogFilePath(const char* dir, const char* name) {
-  if (name == nullptr || name[0] == '\0') {
-    return nullptr;
-  }
-  char* path = nullptr;
-  if (dir == nullptr || dir[0] == '\0') {
-    StringAppend(&path, name);
-  } else {
-    StringAppend(&path, dir, "/", name);
-  }
-  return path;
-}
-
 // Keeps old alive in the retired slot, writing into the standard log
 // stream's buffer, and destroys the stream retired before it. The standard
 // log stream itself is never retired.
@@ -79,7 +65,7 @@ void LoggerRetireStream(Logger& logger, std::ostream* old,
 
 void RedirectToFile(Logger& logger, Channel channel, const char* dir,
                     const char* name) {
-  char* path = LogFilePath(dir, name);
+  char* path = FilePath(dir, name);
   if (path == nullptr) {
     return;
   }
@@ -119,7 +105,7 @@ void Truncate(Logger& logger, Channel channel, int limit) {
     return;
   }
   struct stat record;
-  if (stat(*channel.path, &record) != 0 || record.st_size < limit) {
+  if (FileStat(*channel.path, &record) != 1 || record.st_size < limit) {
     return;
   }
   std::ostream* old = *channel.current;

@@ -35,14 +35,17 @@ void DestroyStreamInit() { StreamInit()->~Init(); }
 void DestroyLogger() { LoggerObject()->~Logger(); }
 void DestroyLogMutex() { MutexDestroy(&LogMutex); }
 
+// atexit fails only when the C library cannot allocate room for another
+// handler; the objects then live on to the end of the process, which does no
+// harm (the standard streams are still flushed by the C library's own exit).
 void StartUp() {
   new (streamInitStorage) std::ios_base::Init();
-  atexit(DestroyStreamInit);
+  static_cast<void>(atexit(DestroyStreamInit));
   new (loggerStorage) Logger();
   loggerBuilt = true;
-  atexit(DestroyLogger);
+  static_cast<void>(atexit(DestroyLogger));
   MutexInit(&LogMutex);
-  atexit(DestroyLogMutex);
+  static_cast<void>(atexit(DestroyLogMutex));
 }
 
 }  // namespace

@@ -37,8 +37,9 @@ char* TimeFormat(char* buffer, const struct timeval* time) {
   localtime_r(&seconds, &local);
   long micros = time->tv_usec;
   if (micros < 0 || micros > 999999) {
-    snprintf(buffer, kTimeSize, "%02d:%02d:%02d %07.3f", local.tm_hour,
-             local.tm_min, local.tm_sec, static_cast<double>(micros) * 0.001);
+    static_cast<void>(snprintf(buffer, kTimeSize, "%02d:%02d:%02d %07.3f",
+                               local.tm_hour, local.tm_min, local.tm_sec,
+                               static_cast<double>(micros) * 0.001));
     return buffer;
   }
   char* out = buffer;
@@ -61,7 +62,11 @@ void StringSetTime(char** slot, const struct timeval* time) {
 }
 
 char* StringFormatCtime(char* buffer, const time_t* time) {
-  ctime_r(time, buffer);
+  if (ctime_r(time, buffer) == nullptr) {
+    // A year that does not fit the fixed layout: ctime_r wrote nothing.
+    buffer[0] = '\0';
+    return buffer;
+  }
   buffer[24] = '\0';
   return buffer;
 }
@@ -72,10 +77,11 @@ void StringSetCtime(char** slot, const time_t* time) {
 }
 
 char* StringFormatAddress(char* buffer, uint32_t address) {
-  snprintf(buffer, kAddressSize, "%d.%d.%d.%d", static_cast<int>(address & 0xff),
-           static_cast<int>((address >> 8) & 0xff),
-           static_cast<int>((address >> 16) & 0xff),
-           static_cast<int>(address >> 24));
+  static_cast<void>(snprintf(buffer, kAddressSize, "%d.%d.%d.%d",
+                             static_cast<int>(address & 0xff),
+                             static_cast<int>((address >> 8) & 0xff),
+                             static_cast<int>((address >> 16) & 0xff),
+                             static_cast<int>(address >> 24)));
   return buffer;
 }
 

@@ -21,7 +21,8 @@ char* TimeFormat(char* buffer, const struct timeval* time);
 void StringSetTime(char** slot, const struct timeval* time);
 
 // ctime_r of the time without its line end: 24 characters. The buffer holds
-// at least 26 characters.
+// at least 26 characters. A time ctime_r refuses (a year past 9999) gives the
+// empty string.
 char* StringFormatCtime(char* buffer, const time_t* time);
 
 // StringFormatCtime into a new array of 26 characters.

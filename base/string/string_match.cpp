@@ -1,5 +1,6 @@
 #include "base/string/string_match.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <cstring>
@@ -37,7 +38,8 @@ int StringReplacePrefix(char** slot, const char* prefix,
   int length = static_cast<int>(strlen(*slot));
   int replacement_length = static_cast<int>(strlen(replacement));
   char* replaced = new char[length - prefix_length + replacement_length + 1];
-  memcpy(replaced, replacement, replacement_length);
+  // The replacement without its NUL, then the rest of the string with its.
+  std::copy_n(replacement, replacement_length, replaced);
   memcpy(replaced + replacement_length, *slot + prefix_length,
          length - prefix_length + 1);
   delete[] * slot;
@@ -75,7 +77,7 @@ int StringReplaceAll(char** slot, const char* pattern,
     out += replacement_length;
     rest = hit + pattern_length;
   }
-  strcpy(out, rest);
+  memcpy(out, rest, string + length - rest + 1);
   delete[] * slot;
   *slot = replaced;
   return count;

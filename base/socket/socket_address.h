@@ -1,0 +1,82 @@
+// IPv4 names and addresses, and the numeric addresses and ports of both ends
+// of a socket.
+//
+// An IPv4 address here is a uint32_t in network byte order, as the resolver
+// and inet_addr give it: its lowest-addressed byte is the first number of the
+// dotted form. 0 stands for no address.
+//
+// Failures are written as the module's line pairs: the full line through
+// Log() ("Socket: ERROR! ..."), then the same text without that beginning
+// through LogError(); a failure line is followed by its error pair ("Error is
+// <number> '<text>'."). The pair quotes errno for socket calls and
+// getnameinfo, and the resolver's h_errno with a text of its own for the
+// resolver.
+//
+// Thread safety: SocketResolveHost, SocketResolveAddress and
+// SocketResolveHostText use the resolver's non-reentrant calls and storage,
+// and SocketFormatAddress, SocketResolveHostText and SocketAddressToText
+// return static buffers: one thread at a time, and a result is used before
+// the next call. SocketUnmapAddress, SocketGetHostAddress and
+// SocketGetNetworkInfo keep nothing between calls.
+
+#ifndef QZ_BASE_SOCKET_SOCKET_ADDRESS_H_
+#define QZ_BASE_SOCKET_SOCKET_ADDRESS_H_
+
+#include <sys/socket.h>
+
+#include <cstdint>
+
+// The first IPv4 address of a host name or dotted-decimal text. Returns 0
+// with errno EADDRNOTAVAIL when it does not resolve: at once and without a
+// message for a null or empty name, otherwise after writing the resolver
+// failure lines.
+uint32_t SocketResolveHost(const char* name);
+
+// The official name of the host at a dotted-decimal IPv4 address, in the
+// resolver's storage (valid until the next resolver call; not to be freed).
+// Returns null after writing "Wrong IPv4 dotted-decimal address '<address>'."
+// for text that inet_addr rejects (255.255.255.255 included; a null address
+// is written as nil), or after the resolver failure lines when the resolver
+// does not know the address. Does not set errno itself.
+const char* SocketResolveAddress(const char* address);
+
+// 1 when every character is a digit, ':' or '.'; 0 at the first other
+// character; -1 for a null or empty text. No message.
+int SocketIsNumericAddress(const char* text);
+
+// inet_ntoa's text of the address, in the platform's static buffer.
+const char* SocketAddressToText(uint32_t address);
+
+// "%u.%u.%u.%u" of the four bytes, first byte first, in a static buffer of
+// this module overwritten by the next call (also of SocketResolveHostText).
+const char* SocketFormatAddress(uint32_t address);
+
+// SocketFormatAddress(SocketResolveHost(name)): "0.0.0.0" when the name does
+// not resolve (after the resolver's failure lines, errno EADDRNOTAVAIL).
+const char* SocketResolveHostText(const char* name);
+
+// Rewrites an IPv4-mapped AF_INET6 address (ten zero bytes, two 0xFF bytes,
+// the IPv4 address) in place as the AF_INET address with the same port, the
+// bytes behind the IPv4 address zeroed, and sets *length to 16. Any other
+// address and *length are left alone. No message.
+void SocketUnmapAddress(sockaddr_storage* address, socklen_t* length);
+
+// A new owned string (free it with StringReset) with the numeric host
+// address of the local end (local non-zero) or the remote end (local 0) of
+// the socket, an IPv4-mapped address given as plain dotted IPv4 text.
+// Returns null after writing the failure lines when the address cannot be
+// read or turned into text; errno is then the failed call's.
+char* SocketGetHostAddress(int fd, int local);
+
+// Fills the four out-parameters: the local address text, the local port, the
+// remote address text and the remote port. An address that cannot be found
+// is "UNKNOWN", a port -1 (each after its failure lines). The texts are
+// stored into owned-string slots: what a slot held before is freed, and the
+// caller owns and frees the new strings. Any out-parameter may be null: that
+// value is then worked out (with its messages) and dropped. Returns 1 when
+// both addresses and both ports were found, otherwise writes "Failed to
+// collect network information for FD#<fd>." and returns -1.
+int SocketGetNetworkInfo(int fd, char** local_address, int* local_port,
+                         char** remote_address, int* remote_port);
+
+#endif  // QZ_BASE_SOCKET_SOCKET_ADDRESS_H_
