@@ -1,0 +1,58 @@
+// The driver's only way out.
+
+#include <fstream>
+#include <sstream>
+
+#include "base/error/error_format.h"
+#include "base/log/log_redirect.h"
+#include "base/log/logger.h"
+#include "base/process/exit_status.h"
+#include "base/string/owned_string.h"
+#include "update/update.h"
+#include "update/update_internal.h"
+
+namespace {
+
+// Closes the session log file that the Logger's log channel writes, if the
+// Logger opened one. Before the log directory exists (or when the Logger
+// could not open the file) the channel is still on the standard log stream,
+// which must not be closed; logPath is set exactly while the channel is on a
+// file that the Logger opened itself.
+void UpdateCloseLogFile() {
+  Logger& logger = LoggerInstance();
+  if (logger.logPath == nullptr) {
+    return;
+  }
+  std::ostream* current =
+      logger.enabled == 1 ? logger.logStream
+                          : static_cast<std::ostream*>(logger.nullStream.get());
+  auto* file = dynamic_cast<std::ofstream*>(current);
+  if (file != nullptr) {
+    file->close();  // a failed close sets the stream's failbit
+  }
+}
+
+}  // namespace
+
+void UpdateExit() {
+  StringReset(&runnerPath);
+
+  int code = updateResult;
+  if (code != 0) {
+    if (((code + 1) & ~0x100) == 0) {
+      UpdatePrint("Update: Velmora version is up to date.\n");
+    } else {
+      std::ostringstream line;
+      line << "Update: ERROR! Exiting with update error '" << code << "', '"
+           << ErrorText(code) << "'.\n";
+      UpdateWriteError(line.str());
+    }
+  }
+
+  UpdateRestoreOutput();
+  UpdateCloseLogFile();
+  LoggerRestoreLog(LoggerInstance());
+  UpdateRemoveLogs();
+  UpdateFlushOutput();
+  ProcessExit(updateResult);
+}

@@ -1,0 +1,42 @@
+// Where the driver's lines go: progress to the stdout stream, warnings and
+// errors straight to descriptor 2.
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <string>
+
+#include "base/file/file_descriptor.h"
+#include "update/update.h"
+#include "update/update_internal.h"
+
+std::ostream& UpdatePrint(const char* text) {
+  if (text == nullptr) {
+    std::cout.setstate(std::ios_base::badbit);
+    return std::cout;
+  }
+  return std::cout << text;
+}
+
+void UpdateWriteError(const std::string& line) {
+  int saved = errno;
+  // The stdout stream may share the terminal: what it holds comes first.
+  UpdateFlushOutput();
+  FileWriteString(2, line.c_str());
+  errno = saved;
+}
+
+void UpdateFlushOutput() {
+  std::cout.flush();
+  // A failed flush has lost the text; there is nowhere to report it.
+  static_cast<void>(fflush(stdout));
+}
+
+const char* UpdateGetEnvironment(const char* name) {
+  const char* value = getenv(name);
+  if (value == nullptr || value[0] == '\0') {
+    return nullptr;
+  }
+  return value;
+}

@@ -1,0 +1,96 @@
+// Running the built qzupdate against a throwaway installation, for the
+// driver's end-to-end tests.
+
+#ifndef QZ_UPDATE_UPDATE_TEST_SUPPORT_H_
+#define QZ_UPDATE_UPDATE_TEST_SUPPORT_H_
+
+#include <sys/types.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+// A temporary directory holding a fake installation, removed with all its
+// content when the object goes:
+//   sys/bin/qzrunner.bin, sys/bin/qzpost, sys/bin/qzserver   fake programs
+//   root/     an existing personal root directory (QZ_ROOT)
+//   home/     a home directory without .qz
+//   record/   what the fake programs saw (update_test_child.cpp)
+//   child     the program the fake scripts exec
+class FakeInstallation {
+ public:
+  FakeInstallation();
+  ~FakeInstallation();
+  FakeInstallation(const FakeInstallation&) = delete;
+  FakeInstallation& operator=(const FakeInstallation&) = delete;
+
+  const std::string& dir() const { return dir_; }
+  std::string Path(const std::string& relative) const {
+    return dir_ + "/" + relative;
+  }
+  // What the fake program of that name recorded, or "" when it did not run.
+  std::string Record(const std::string& name) const;
+  // Copies the driver into sys/bin and returns the copy's path.
+  std::string InstallDriver() const;
+
+ private:
+  std::string dir_;
+};
+
+// How the driver is run: its program, argument vector, the whole of its
+// environment and its standard input and output.
+struct DriverOptions {
+  enum class Output { kFile, kPipe };
+  std::string program;
+  std::vector<std::string> argv;  // argv[0] included
+  std::map<std::string, std::string> environment;
+  // Null: /dev/null. Otherwise a pipe holding this text, then its end.
+  const char* input = nullptr;
+  // Standard input closed altogether (input is then not used).
+  bool close_input = false;
+  Output output = Output::kFile;
+};
+
+struct DriverRun {
+  pid_t pid = -1;
+  int exit_status = -1;  // -1 when the driver did not exit normally
+  std::string out;
+  std::string err;
+};
+
+// Options for a run of the built driver with "--upgrade" against the
+// installation: PATH, HOSTNAME=testhost, QZ_SYSTEM, QZ_ROOT and FAKE_RECORD
+// set, and the sanitizers' options passed on.
+DriverOptions DefaultOptions(const FakeInstallation& installation);
+
+// Opens /dev/null on any of descriptors 0, 1 and 2 that the test process
+// was started without, so that descriptors the tests open never take a
+// standard number.
+void EnsureStandardDescriptors();
+
+// Runs the driver to its end; standard error goes to a file.
+DriverRun RunDriver(const DriverOptions& options, const std::string& scratch);
+
+// Makes output comparable: the installation's directory becomes "<T>", the
+// log directory's process id and random id "<pid>" and "<id>", the waiting
+// line's process id "<n>", and the log line prefix "<prefix> ".
+std::string Normalize(const std::string& text, const std::string& dir);
+
+// Removes every whole line equal to line (without its end) and returns how
+// many there were.
+int TakeLines(std::string* text, const std::string& line);
+
+// Reads a whole file; "" when it cannot be read.
+std::string ReadFile(const std::string& path);
+void WriteFile(const std::string& path, const std::string& content);
+// Mode bits and "uid:gid" of a path, or "missing".
+std::string DescribePath(const std::string& path);
+// The names in a directory, sorted, joined with blanks.
+std::string ListDirectory(const std::string& path);
+
+// argv/envp vectors for execve, pointing into the strings they were made of.
+std::vector<std::string> EnvironmentStrings(
+    const std::map<std::string, std::string>& environment);
+std::vector<char*> Pointers(std::vector<std::string>* strings);
+
+#endif  // QZ_UPDATE_UPDATE_TEST_SUPPORT_H_
