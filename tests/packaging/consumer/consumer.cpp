@@ -1,0 +1,32 @@
+// Uses the installed qzbase the way another program would: an error name and
+// an MD5 digest on standard output, and a log line, with its prefix, on the
+// log channel (standard error).
+
+#include <cstdio>
+#include <cstring>
+
+#include "base/digest/md5.h"
+#include "base/error/error_text.h"
+#include "base/log/log.h"
+
+int main() {
+  const char* name = ErrorName(2);
+  if (name == nullptr) {
+    return 1;
+  }
+  Log() << "Consumer: ErrorName(2) is '" << name << "'.\n";
+  LogFlush();
+
+  Md5Context context;
+  unsigned char digest[16];
+  Md5Init(&context);
+  Md5Append(&context, reinterpret_cast<const unsigned char*>("abc"), 3);
+  Md5Finish(&context, digest);
+
+  std::printf("%s ", name);
+  for (unsigned char byte : digest) {
+    std::printf("%02x", byte);
+  }
+  std::printf("\n");
+  return 0;
+}
