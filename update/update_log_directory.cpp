@@ -1,11 +1,13 @@
 // The run's log directory "<QZ_ROOT>/M-<host>-<pid>-<id>" and its session
 // file, into which the Logger's log channel goes.
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <iostream>
 #include <sstream>
 #include <string>
@@ -26,6 +28,83 @@ constexpr size_t kPathMaxLength = 1022;
 
 }  // namespace
 
+namespace {
+
+// A host name that could lead the name out of QZ_ROOT (a '/', or "..").
+bool HostNameUsable(const char* host) {
+  return strchr(host, '/') == nullptr && strstr(host, "..") == nullptr;
+}
+
+// The directory that receives the log directory: QZ_ROOT as made in this
+// run, else as the caller's environment names it. A descriptor owned by
+// updateMade.root, or -1 with errno.
+int OpenRoot(const char* root) {
+  if (updateMade.root >= 0 && updateMade.rootPath != nullptr &&
+      strcmp(updateMade.rootPath, root) == 0) {
+    return updateMade.root;
+  }
+  if (updateMade.root >= 0) {
+    close(updateMade.root);
+  }
+  StringReset(&updateMade.rootPath);
+  updateMade.root = open(root, O_PATH | O_DIRECTORY | O_CLOEXEC);
+  return updateMade.root;
+}
+
+// Makes the log directory name in QZ_ROOT and keeps a descriptor of it in
+// updateMade. Returns 0, or -1 with errno.
+int MakeLogDirectory(const char* root, const std::string& name) {
+  int parent = OpenRoot(root);
+  if (parent < 0 || UpdateMakeDirectory(parent, name.c_str()) != 0) {
+    return -1;
+  }
+  int fd =
+      UpdateOpenMadeDirectory(parent, name.c_str(), &updateMade.logsRecord);
+  if (fd < 0) {
+    return -1;
+  }
+  updateMade.logs = fd;
+  StringReset(&updateMade.logsName);
+  updateMade.logsName = StringDuplicate(name.c_str());
+  return 0;
+}
+
+// Creates "session" in the log directory for root alone (it must not exist:
+// whatever is there was not made by the driver) and keeps its identity.
+// Returns its descriptor, or -1 with errno.
+int CreateSession(const char* path) {
+  if (updateMade.logs < 0) {
+    errno = ENOENT;
+    return -1;
+  }
+  mode_t previous = umask(077);
+  int fd = -1;
+  do {
+    fd = openat(updateMade.logs, "session",
+                O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_NOFOLLOW | O_NOCTTY |
+                    O_CLOEXEC,
+                0600);
+  } while (fd < 0 && errno == EINTR);
+  int error = errno;
+  umask(previous);
+  errno = error;
+  struct stat record = {};
+  if (fd >= 0 && (fstat(fd, &record) != 0 || !S_ISREG(record.st_mode) ||
+                  record.st_nlink != 1)) {
+    close(fd);
+    errno = EPERM;
+    return -1;
+  }
+  if (fd >= 0) {
+    updateMade.sessionRecord = record;
+    StringReset(&updateMade.sessionPath);
+    updateMade.sessionPath = StringDuplicate(path);
+  }
+  return fd;
+}
+
+}  // namespace
+
 char* UpdateCreateLogDirectory() {
   const char* root = UpdateGetEnvironment("QZ_ROOT");
   if (root == nullptr) {
@@ -36,18 +115,22 @@ char* UpdateCreateLogDirectory() {
 
   const char* host = ProcessHostName();
   char* id = UpdateRandomId();
-  std::ostringstream name;
-  name << root << "/"
-       << "M-" << host << "-" << static_cast<int>(getpid()) << "-" << id;
+  std::ostringstream name_text;
+  name_text << "M-" << host << "-" << static_cast<int>(getpid()) << "-" << id;
   StringReset(&id);
-  std::string path = name.str();
+  std::string name = name_text.str();
+  std::string path = std::string(root) + "/" + name;
 
   // A name cut to fit would be some other directory: it is refused whole.
+  // So is a host name that would put the directory anywhere but directly
+  // in QZ_ROOT.
   int result = -1;
-  if (path.size() <= kPathMaxLength) {
-    result = mkdir(path.c_str(), 0700);
-  } else {
+  if (path.size() > kPathMaxLength) {
     errno = ENAMETOOLONG;
+  } else if (!HostNameUsable(host)) {
+    errno = EINVAL;
+  } else {
+    result = MakeLogDirectory(root, name);
   }
   if (result != 0) {
     int error = errno;
@@ -57,9 +140,11 @@ char* UpdateCreateLogDirectory() {
     UpdateWriteError(line.str());
     return nullptr;
   }
-  // The mode asked of mkdir was cut by the umask.
-  static_cast<void>(chmod(path.c_str(), 0700));
-  UpdateSetOwner(path.c_str());
+  // From here on through the descriptor of the directory just made.
+  StringReset(&updateMade.logsPath);
+  updateMade.logsPath = StringDuplicate(path.c_str());
+  static_cast<void>(fchmod(updateMade.logs, 0700));
+  UpdateSetOwnerOf(updateMade.logs, path.c_str(), true);
 
   char* directory = StringDuplicate(path.c_str());
   UpdatePrint("Update: Using log directory '") << directory << "'.\n";
@@ -80,11 +165,19 @@ void UpdatePrepareLogs() {
   StringAppend(&session, directory, "/", "session");
   Logger& logger = LoggerInstance();
   logger.redirectEnabled = 2;
-  // When the file cannot be opened the Logger keeps its stream, and the
-  // mode and owner changes below fail quietly or with a warning.
-  LoggerRedirectLog(logger, nullptr, session);
-  static_cast<void>(chmod(session, 0600));
-  UpdateSetOwner(session);
+  // The directory is the caller's by now: the file is made by root alone,
+  // and the Logger writes the very file made, whatever its name leads to
+  // later. When it cannot be made the Logger keeps its stream, and the
+  // owner change reports why.
+  int file = CreateSession(session);
+  LoggerRedirectLogToDescriptor(logger, file, session);
+  if (file >= 0) {
+    static_cast<void>(fchmod(file, 0600));
+  }
+  UpdateSetOwnerOf(file, session, false);
+  if (file >= 0) {
+    close(file);
+  }
 
   StringReset(&session);
   StringReset(&directory);

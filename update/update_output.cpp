@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <iostream>
 #include <sstream>
 
@@ -39,6 +40,43 @@ bool ReopenOutputAppending(const char* path, int output) {
   return result >= 0;
 }
 
+// The session file that root made in this run, opened again through the
+// log directory's descriptor, without creating or following anything, and
+// only when it is still that very file. Returns true when it is now on
+// output.
+bool ReopenSession(int output) {
+  int file = -1;
+  do {
+    file = openat(updateMade.logs, "session",
+                  O_WRONLY | O_APPEND | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC);
+  } while (file < 0 && errno == EINTR);
+  // Given to the caller by now: owner and mode are the caller's to change,
+  // the identity and the single link are not.
+  struct stat record = {};
+  if (file >= 0 && (fstat(file, &record) != 0 || !S_ISREG(record.st_mode) ||
+                    record.st_nlink != 1 ||
+                    record.st_dev != updateMade.sessionRecord.st_dev ||
+                    record.st_ino != updateMade.sessionRecord.st_ino)) {
+    close(file);
+    file = -1;
+  }
+  if (file < 0) {
+    return false;
+  }
+  int result = -1;
+  do {
+    result = dup2(file, output);
+  } while (result < 0 && errno == EINTR);
+  close(file);
+  return result >= 0;
+}
+
+// Whether path is the session file that root made in this run.
+bool IsSession(const char* path) {
+  return updateMade.sessionPath != nullptr && path != nullptr &&
+         strcmp(path, updateMade.sessionPath) == 0;
+}
+
 }  // namespace
 
 void UpdateRedirectOutput(const char* path) {
@@ -67,7 +105,12 @@ void UpdateRedirectOutput(const char* path) {
     UpdateFlushOutput();
   }
 
-  if (ReopenOutputAppending(path, output)) {
+  // The session file lies in a directory that belongs to the caller by
+  // now: it is never created, followed or changed by name there.
+  bool session = IsSession(path);
+  bool reopened =
+      session ? ReopenSession(output) : ReopenOutputAppending(path, output);
+  if (reopened) {
     UpdatePrint("Update: Redirected stdout to '") << path << "'.\n";
     UpdateFlushOutput();
   } else {
@@ -78,7 +121,7 @@ void UpdateRedirectOutput(const char* path) {
     savedOutput = -1;
   }
 
-  if (is_new) {
+  if (is_new && !session) {
     static_cast<void>(chmod(path, 0700));
   }
 }

@@ -1,6 +1,8 @@
 // Ownership repair: what the driver creates under sudo goes to the user who
 // called sudo (SUDO_UID:SUDO_GID).
 
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <iostream>
@@ -13,7 +15,13 @@
 #include "update/update.h"
 #include "update/update_internal.h"
 
-void UpdateSetOwner(const char* path) {
+namespace {
+
+// The ownership repair of one path. change makes the change (1, or -1 with
+// errno after the File module's lines) and tells whether path is a
+// directory; both are asked only when both ids are usable.
+template <typename IsDirectory, typename Change>
+void SetOwner(const char* path, IsDirectory is_directory, Change change) {
   UpdatePrint("Update: Set owner method called.\n");
 
   int user = -1;
@@ -41,8 +49,8 @@ void UpdateSetOwner(const char* path) {
     return;
   }
 
-  const char* kind = FileIsDirectory(nullptr, path) != 0 ? "directory" : "file";
-  if (FileSetOwner(path, user, group) == 1) {
+  const char* kind = is_directory() ? "directory" : "file";
+  if (change(user, group) == 1) {
     return;
   }
   int error = errno;
@@ -50,4 +58,29 @@ void UpdateSetOwner(const char* path) {
   line << "Update: WARNING! Failed to change ownership of " << kind << " '"
        << path << "'. Error is '" << ErrorText(error) << "'.\n";
   UpdateWriteError(line.str());
+}
+
+}  // namespace
+
+void UpdateSetOwner(const char* path) {
+  SetOwner(
+      path, [path] { return FileIsDirectory(nullptr, path) != 0; },
+      [path](int user, int group) { return FileSetOwner(path, user, group); });
+}
+
+void UpdateSetOwnerOf(int fd, const char* path, bool directory) {
+  // Taken before anything is printed: it tells why there is no descriptor.
+  int error = errno;
+  SetOwner(
+      path,
+      [fd, directory] {
+        struct stat record = {};
+        // As for a path: what cannot be examined counts as a directory.
+        return fd < 0 ? directory
+                      : fstat(fd, &record) != 0 || S_ISDIR(record.st_mode);
+      },
+      [fd, path, error](int user, int group) {
+        errno = error;
+        return FileSetDescriptorOwner(fd, path, user, group);
+      });
 }

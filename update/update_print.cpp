@@ -29,8 +29,13 @@ void UpdateWriteError(const std::string& line) {
 
 void UpdateFlushOutput() {
   std::cout.flush();
-  // A failed flush has lost the text; there is nowhere to report it.
+  // A failed flush (a full disk, a reader gone) has lost the text; there
+  // is nowhere to report it. The error is forgotten, so that what comes
+  // later is still written, into a file that standard output may be on by
+  // then.
   static_cast<void>(fflush(stdout));
+  clearerr(stdout);
+  std::cout.clear();
 }
 
 const char* UpdateGetEnvironment(const char* name) {

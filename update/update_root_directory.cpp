@@ -1,7 +1,9 @@
 // QZ_ROOT: the QZ user's personal root directory "<home>/.qz", made when it
 // does not exist yet.
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -88,7 +90,7 @@ char* UpdateRootDirectory() {
 
   if (FileExists(nullptr, root) != 1) {
     UpdatePrint("Update: WARNING! Creating directory '") << root << "'.\n";
-    if (mkdir(root, 0700) != 0) {
+    if (UpdateMakeDirectory(AT_FDCWD, root) != 0) {
       int error = errno;
       if (error != EEXIST) {
         std::ostringstream line;
@@ -100,9 +102,20 @@ char* UpdateRootDirectory() {
       // Something appeared there meanwhile that the driver did not make:
       // it is used as it is, its mode and owner untouched.
     } else {
-      // The mode asked of mkdir was cut by the umask.
-      static_cast<void>(chmod(root, 0700));
-      UpdateSetOwner(root);
+      // From here on through a descriptor of the directory just made: the
+      // home directory is the caller's, who may have put something else in
+      // its place meanwhile, which is then neither changed nor used.
+      int fd = UpdateOpenMadeDirectory(AT_FDCWD, root, nullptr);
+      if (fd >= 0) {
+        static_cast<void>(fchmod(fd, 0700));
+        StringReset(&updateMade.rootPath);
+        updateMade.rootPath = StringDuplicate(root);
+        if (updateMade.root >= 0) {
+          close(updateMade.root);
+        }
+        updateMade.root = fd;
+      }
+      UpdateSetOwnerOf(fd, root, true);
     }
   }
 

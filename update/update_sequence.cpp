@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
@@ -15,14 +16,6 @@ char* runnerPath = nullptr;
 int savedOutput = -1;
 
 namespace {
-
-// Waits for one key press. The character, or the end of input, is not
-// looked at. Whatever the driver printed goes out first, so the prompt is on
-// the screen (or in the pipe) before the driver blocks.
-void UpdateWaitForKey() {
-  UpdateFlushOutput();
-  static_cast<void>(getc(stdin));
-}
 
 // Opens /dev/null on any of descriptors 0, 1 and 2 that the caller left
 // closed, so that no file the driver opens later (the session log, the
@@ -41,10 +34,19 @@ void UpdateOpenStandardDescriptors() {
   }
 }
 
+// A signal at a prompt starts no stage: the run ends as interrupted.
+void WaitForKeyOrExit() {
+  if (UpdateWaitForKey() != 0) {
+    updateResult = EINTR;
+    UpdateExit();
+  }
+}
+
 }  // namespace
 
 void UpdateMain(int argc, char** argv) {
   UpdateOpenStandardDescriptors();
+  UpdateSetSignals();
   // Unbuffered, so that each prompt takes exactly one byte from descriptor 0
   // and leaves the rest of the input to the next prompt and to the children,
   // which share the descriptor.
@@ -71,7 +73,7 @@ void UpdateMain(int argc, char** argv) {
   UpdatePrint("Update: Going to start update runner.\n");
   UpdatePrint(
       "Update: Press any key to start qzrunner (it will download files).\n");
-  UpdateWaitForKey();
+  WaitForKeyOrExit();
 
   updateResult = UpdateStartRunner();
 
@@ -79,9 +81,14 @@ void UpdateMain(int argc, char** argv) {
   UpdatePrint("Update: Going to start post update application.\n");
   UpdatePrint(
       "Update: Press any key to start qzpost (it will install files).\n");
-  UpdateWaitForKey();
+  WaitForKeyOrExit();
 
   updateResult = UpdateStartPost();
+  // A signal while the program ran that it survived still ends the run as
+  // interrupted.
+  if (updateResult == 0 && UpdateReceivedSignal() != 0) {
+    updateResult = EINTR;
+  }
 
   UpdatePrint("Update: Update finished successfully.\n");
   UpdateExit();

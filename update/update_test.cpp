@@ -3,7 +3,6 @@
 // record what they see (update_test_child.cpp).
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <pty.h>
 #include <sys/stat.h>
@@ -16,6 +15,8 @@
 #include <cstring>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "update/update_test_support.h"
 

@@ -2,7 +2,6 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,6 +15,8 @@
 #include <fstream>
 #include <regex>
 #include <sstream>
+
+#include <gtest/gtest.h>
 
 namespace {
 

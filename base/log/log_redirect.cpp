@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <cstdio>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -63,14 +64,12 @@ void LoggerRetireStream(Logger& logger, std::ostream* old,
   retired->reset(old);
 }
 
-void RedirectToFile(Logger& logger, Channel channel, const char* dir,
-                    const char* name) {
-  char* path = FilePath(dir, name);
-  if (path == nullptr) {
-    return;
-  }
+// Opens opened (appending) and makes it the channel's current stream, with
+// path (an owned string, taken over in every case) as the channel's path.
+void OpenAndAdopt(Logger& logger, Channel channel, const char* opened,
+                  char* path) {
   std::unique_ptr<std::ofstream> file =
-      LoggerOpenFile(logger, std::ios_base::app, path);
+      LoggerOpenFile(logger, std::ios_base::app, opened);
   if (file == nullptr) {
     StringReset(&path);
     return;
@@ -80,6 +79,15 @@ void RedirectToFile(Logger& logger, Channel channel, const char* dir,
   std::ostream* old = *channel.current;
   *channel.current = file.release();
   LoggerRetireStream(logger, old, channel.retired);
+}
+
+void RedirectToFile(Logger& logger, Channel channel, const char* dir,
+                    const char* name) {
+  char* path = FilePath(dir, name);
+  if (path == nullptr) {
+    return;
+  }
+  OpenAndAdopt(logger, channel, path, path);
 }
 
 // Returns whether the stream is now the channel's current stream. A null
@@ -138,6 +146,18 @@ void LoggerRedirectLog(Logger& logger, const char* dir, const char* name) {
     return;
   }
   RedirectToFile(logger, LogChannel(logger), dir, name);
+}
+
+void LoggerRedirectLogToDescriptor(Logger& logger, int fd, const char* path) {
+  if (logger.redirectEnabled == 0 || fd < 0 || path == nullptr ||
+      path[0] == '\0') {
+    return;
+  }
+  // The descriptor's entry under /proc names the very file the descriptor
+  // holds, wherever its name now leads: no path is walked again.
+  char link[64];
+  static_cast<void>(snprintf(link, sizeof link, "/proc/self/fd/%d", fd));
+  OpenAndAdopt(logger, LogChannel(logger), link, StringDuplicate(path));
 }
 
 void LoggerRedirectError(Logger& logger, const char* dir, const char* name) {
