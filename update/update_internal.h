@@ -49,9 +49,10 @@ struct UpdateMade {
   char* logsPath = nullptr;
   char* logsName = nullptr;
   struct stat logsRecord = {};
-  // Owned: "<log directory>/session" once root made that file, and the
-  // file's identity.
+  // Owned: "<log directory>/session" once the log directory is made;
+  // whether root made that file, and its identity.
   char* sessionPath = nullptr;
+  bool sessionMade = false;
   struct stat sessionRecord = {};
 };
 extern UpdateMade updateMade;

@@ -73,6 +73,9 @@ int MakeLogDirectory(const char* root, const std::string& name) {
 // whatever is there was not made by the driver) and keeps its identity.
 // Returns its descriptor, or -1 with errno.
 int CreateSession(const char* path) {
+  StringReset(&updateMade.sessionPath);
+  updateMade.sessionPath = StringDuplicate(path);
+  updateMade.sessionMade = false;
   if (updateMade.logs < 0) {
     errno = ENOENT;
     return -1;
@@ -97,8 +100,7 @@ int CreateSession(const char* path) {
   }
   if (fd >= 0) {
     updateMade.sessionRecord = record;
-    StringReset(&updateMade.sessionPath);
-    updateMade.sessionPath = StringDuplicate(path);
+    updateMade.sessionMade = true;
   }
   return fd;
 }

@@ -45,6 +45,9 @@ bool ReopenOutputAppending(const char* path, int output) {
 // only when it is still that very file. Returns true when it is now on
 // output.
 bool ReopenSession(int output) {
+  if (!updateMade.sessionMade) {
+    return false;
+  }
   int file = -1;
   do {
     file = openat(updateMade.logs, "session",

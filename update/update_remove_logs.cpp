@@ -33,7 +33,7 @@ bool IsMadeLogs(const char* logs) {
 // in this run, only the very file that root made counts.
 bool SessionPresent(bool made, const char* file) {
   if (made) {
-    return updateMade.sessionPath != nullptr &&
+    return updateMade.sessionMade &&
            UpdateIsMade(updateMade.logs, "session", updateMade.sessionRecord) ==
                1;
   }

@@ -11,8 +11,12 @@
 // stands to
 // "$FAKE_RECORD/session.copy". Then it writes "<name>: working" to standard
 // output and "<name>: note" to standard error, leaves a file in the log
-// directory when FAKE_LEAVE names it, and ends as FAKE_RUNNER, FAKE_POST or
-// FAKE_SERVER says: a number is the exit status, "term" a SIGTERM to itself;
+// directory when FAKE_LEAVE names it, plays the hostile caller when
+// FAKE_HOSTILE says so (qzrunner.bin only: "session-link" puts a link to
+// FAKE_TARGET in place of the session file, "directory-link" moves the log
+// directory aside and puts a link to FAKE_TARGET in its place), and ends as
+// FAKE_RUNNER, FAKE_POST or FAKE_SERVER says: a number is the exit status,
+// "term" a SIGTERM to itself, "sleep" a sleep of a minute before exit 0;
 // unset means 0.
 
 #include <dirent.h>
@@ -81,6 +85,27 @@ bool SameFile(int fd, const std::string& path) {
          of_fd.st_dev == of_path.st_dev && of_fd.st_ino == of_path.st_ino;
 }
 
+// "default" when no signal is blocked and PIPE, INT, TERM, HUP and CHLD
+// have their default dispositions; else the names of those that do not.
+std::string Dispositions() {
+  std::string text;
+  sigset_t mask;
+  sigemptyset(&mask);
+  sigprocmask(SIG_BLOCK, nullptr, &mask);
+  for (auto [number, name] : {std::pair{SIGPIPE, "PIPE"},
+                              {SIGINT, "INT"},
+                              {SIGTERM, "TERM"},
+                              {SIGHUP, "HUP"},
+                              {SIGCHLD, "CHLD"}}) {
+    struct sigaction action = {};
+    sigaction(number, nullptr, &action);
+    if (action.sa_handler != SIG_DFL || sigismember(&mask, number) == 1) {
+      text += (text.empty() ? "" : " ") + std::string(name);
+    }
+  }
+  return text.empty() ? "default" : text;
+}
+
 const char* BehaviourVariable(const std::string& name) {
   if (name == "qzrunner.bin") {
     return "FAKE_RUNNER";
@@ -119,6 +144,7 @@ int main(int argc, char** argv) {
     record << "stdout: " << (SameFile(1, session) ? "session" : "other")
            << "\n";
     record << "stdin: " << (SameFile(0, session) ? "session" : "other") << "\n";
+    record << "signals: " << Dispositions() << "\n";
     std::ofstream(std::string(record_dir) + "/" + name, std::ios::app)
         << record.str();
     if (name == "qzpost") {
@@ -138,7 +164,23 @@ int main(int argc, char** argv) {
     std::ofstream(logs + "/left-by-" + name) << "left\n";
   }
 
+  const char* hostile = getenv("FAKE_HOSTILE");
+  const char* target = getenv("FAKE_TARGET");
+  if (hostile != nullptr && target != nullptr && name == "qzrunner.bin") {
+    if (strcmp(hostile, "session-link") == 0) {
+      unlink(session.c_str());
+      static_cast<void>(symlink(target, session.c_str()));
+    } else if (strcmp(hostile, "directory-link") == 0) {
+      static_cast<void>(rename(logs.c_str(), (logs + ".moved").c_str()));
+      static_cast<void>(symlink(target, logs.c_str()));
+    }
+  }
+
   const char* behaviour = getenv(BehaviourVariable(name));
+  if (behaviour != nullptr && strcmp(behaviour, "sleep") == 0) {
+    sleep(60);
+    return 0;
+  }
   if (behaviour != nullptr && strcmp(behaviour, "term") == 0) {
     static_cast<void>(signal(SIGTERM, SIG_DFL));
     static_cast<void>(kill(getpid(), SIGTERM));

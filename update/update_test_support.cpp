@@ -127,34 +127,47 @@ void EnsureStandardDescriptors() {
   }
 }
 
-DriverRun RunDriver(const DriverOptions& options, const std::string& scratch) {
+StartedDriver StartDriver(const DriverOptions& options,
+                          const std::string& scratch) {
+  using Output = DriverOptions::Output;
   EnsureStandardDescriptors();
-  DriverRun run;
-  std::string out_path = scratch + "/driver.out";
-  std::string err_path = scratch + "/driver.err";
+  StartedDriver started;
+  started.out_path = scratch + "/driver.out";
+  started.err_path = scratch + "/driver.err";
   int out = -1;
-  int out_reader = -1;
-  if (options.output == DriverOptions::Output::kPipe) {
+  if (options.output == Output::kFile) {
+    out = open(started.out_path.c_str(),
+               O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  } else if (options.output == Output::kFull) {
+    out = open("/dev/full", O_WRONLY | O_CLOEXEC);
+  } else {
     int ends[2];
     EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
-    out_reader = ends[0];
+    started.output = ends[0];
     out = ends[1];
-  } else {
-    out =
-        open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (options.output == Output::kClosedPipe) {
+      close(started.output);
+      started.output = -1;
+    }
   }
-  int err =
-      open(err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  int err = options.error_full
+                ? open("/dev/full", O_WRONLY | O_CLOEXEC)
+                : open(started.err_path.c_str(),
+                       O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
   int in = -1;
-  if (options.input == nullptr) {
+  if (options.input == nullptr && !options.hold_input) {
     in = open("/dev/null", O_RDONLY | O_CLOEXEC);
   } else {
     int ends[2];
     EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
-    EXPECT_EQ(write(ends[1], options.input, strlen(options.input)),
-              static_cast<ssize_t>(strlen(options.input)));
-    close(ends[1]);
     in = ends[0];
+    started.input = ends[1];
+    if (!options.hold_input) {
+      EXPECT_EQ(write(ends[1], options.input, strlen(options.input)),
+                static_cast<ssize_t>(strlen(options.input)));
+      close(ends[1]);
+      started.input = -1;
+    }
   }
   EXPECT_GE(out, 0);
   EXPECT_GE(err, 0);
@@ -166,37 +179,57 @@ DriverRun RunDriver(const DriverOptions& options, const std::string& scratch) {
   std::vector<char*> argv = Pointers(&argv_strings);
   std::vector<char*> envp = Pointers(&env_strings);
 
-  run.pid = fork();
-  if (run.pid == 0) {
-    if (options.close_input) {
-      close(0);
-    } else {
-      dup2(in, 0);
-    }
+  started.pid = fork();
+  if (started.pid == 0) {
+    dup2(in, 0);
     dup2(out, 1);
     dup2(err, 2);
+    for (auto [closed, fd] : {std::pair{options.close_input, 0},
+                              {options.close_output, 1},
+                              {options.close_error, 2}}) {
+      if (closed) {
+        close(fd);
+      }
+    }
+    if (options.before_exec != nullptr) {
+      options.before_exec();
+    }
     execve(options.program.c_str(), argv.data(), envp.data());
     _exit(127);
   }
-  EXPECT_GT(run.pid, 0) << strerror(errno);
+  EXPECT_GT(started.pid, 0) << strerror(errno);
   close(in);
   close(out);
   close(err);
-  if (out_reader >= 0) {
-    run.out = ReadAll(out_reader);
-    close(out_reader);
+  return started;
+}
+
+DriverRun FinishDriver(StartedDriver* started) {
+  DriverRun run;
+  run.pid = started->pid;
+  if (started->input >= 0) {
+    close(started->input);
+  }
+  if (started->output >= 0) {
+    run.out = ReadAll(started->output);
+    close(started->output);
   }
   int status = 0;
-  while (waitpid(run.pid, &status, 0) < 0 && errno == EINTR) {
+  while (waitpid(started->pid, &status, 0) < 0 && errno == EINTR) {
   }
   run.exit_status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  if (out_reader < 0) {
-    run.out = ReadFile(out_path);
+  if (started->output < 0) {
+    run.out = ReadFile(started->out_path);
   }
-  run.err = ReadFile(err_path);
-  unlink(out_path.c_str());
-  unlink(err_path.c_str());
+  run.err = ReadFile(started->err_path);
+  unlink(started->out_path.c_str());
+  unlink(started->err_path.c_str());
   return run;
+}
+
+DriverRun RunDriver(const DriverOptions& options, const std::string& scratch) {
+  StartedDriver started = StartDriver(options, scratch);
+  return FinishDriver(&started);
 }
 
 std::string Normalize(const std::string& text, const std::string& dir) {

@@ -40,7 +40,9 @@ class FakeInstallation {
 // How the driver is run: its program, argument vector, the whole of its
 // environment and its standard input and output.
 struct DriverOptions {
-  enum class Output { kFile, kPipe };
+  // kClosedPipe: a pipe whose reader is gone before the driver starts;
+  // kFull: /dev/full.
+  enum class Output { kFile, kPipe, kClosedPipe, kFull };
   std::string program;
   std::vector<std::string> argv;  // argv[0] included
   std::map<std::string, std::string> environment;
@@ -49,6 +51,17 @@ struct DriverOptions {
   // Standard input closed altogether (input is then not used).
   bool close_input = false;
   Output output = Output::kFile;
+  // Standard output or error closed altogether; standard error on
+  // /dev/full.
+  bool close_output = false;
+  bool close_error = false;
+  bool error_full = false;
+  // Standard input a pipe that stays open until FinishDriver (input is then
+  // not used); the driver's first prompt waits on it.
+  bool hold_input = false;
+  // Run in the driver's process just before exec (signal dispositions, the
+  // mask, the process group). Only async-signal-safe calls.
+  void (*before_exec)() = nullptr;
 };
 
 struct DriverRun {
@@ -68,7 +81,21 @@ DriverOptions DefaultOptions(const FakeInstallation& installation);
 // standard number.
 void EnsureStandardDescriptors();
 
-// Runs the driver to its end; standard error goes to a file.
+// A driver started and not yet waited for.
+struct StartedDriver {
+  pid_t pid = -1;
+  int input = -1;   // the held input's write end, or -1
+  int output = -1;  // read end of a kPipe output, or -1
+  std::string out_path;
+  std::string err_path;
+};
+
+// Starts the driver; standard error goes to a file.
+StartedDriver StartDriver(const DriverOptions& options,
+                          const std::string& scratch);
+// Closes the held input, reads the output to its end and waits.
+DriverRun FinishDriver(StartedDriver* started);
+// Both in one: runs the driver to its end.
 DriverRun RunDriver(const DriverOptions& options, const std::string& scratch);
 
 // Makes output comparable: the installation's directory becomes "<T>", the
