@@ -1,5 +1,6 @@
 #include "base/file/file_owner.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,6 +14,12 @@
 namespace {
 
 using filetest::LogCapture;
+
+unsigned DescribeOwner(const std::string& path) {
+  struct stat record = {};
+  return stat(path.c_str(), &record) == 0 ? record.st_uid : ~0u;
+}
+
 using filetest::TempDir;
 
 // Failures write two lines to the log channel alone and keep errno; root
@@ -49,6 +56,35 @@ TEST(FileSetOwner, LinesOnFailureSilenceOnSuccess) {
   EXPECT_EQ(capture.Log(), expected);
   EXPECT_NE(capture.RawLog(), capture.Log());  // each line had its prefix
   EXPECT_EQ(capture.Error(), "");
+}
+
+// Through a descriptor: the same lines on failure, the path only named; a
+// negative descriptor fails with the caller's errno.
+TEST(FileSetDescriptorOwner, ChangesTheHeldFile) {
+  TempDir dir;
+  dir.Write("file", "");
+  const std::string path = dir.Join("file");
+  int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  ASSERT_GE(fd, 0);
+  const bool root = geteuid() == 0;
+  LogCapture capture;
+  EXPECT_EQ(FileSetDescriptorOwner(fd, "named", root ? 65534 : 0, -1),
+            root ? 1 : -1);
+  errno = EEXIST;
+  EXPECT_EQ(FileSetDescriptorOwner(-1, "absent", 0, 0), -1);
+  EXPECT_EQ(errno, EEXIST);
+  close(fd);
+  std::string expected =
+      root ? ""
+           : "File: ERROR! Can't change ownership of 'named'.\n"
+             "File: ERROR! Error is 1, Operation not permitted.\n";
+  expected +=
+      "File: ERROR! Can't change ownership of 'absent'.\n"
+      "File: ERROR! Error is 17, File exists.\n";
+  EXPECT_EQ(capture.Log(), expected);
+  if (root) {
+    EXPECT_EQ(DescribeOwner(path), 65534u);
+  }
 }
 
 }  // namespace

@@ -177,6 +177,34 @@ TEST(LoggerRedirectLog, AppendsWithMode0600UnderAnyUmask) {
   }
 }
 
+// The channel writes the very file the descriptor holds, whatever its name
+// leads to now, and takes the given path; a bad descriptor or path changes
+// nothing.
+TEST(LoggerRedirectLogToDescriptor, WritesTheHeldFileUnderTheGivenPath) {
+  TempDir temp;
+  Logger& logger = LoggerInstance();
+  std::string path = temp.Path("session");
+  int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0600);
+  ASSERT_GE(fd, 0);
+  // The name now leads elsewhere: only the held file may be written.
+  ASSERT_EQ(rename(path.c_str(), temp.Path("moved").c_str()), 0);
+  ASSERT_EQ(symlink(temp.Path("canary").c_str(), path.c_str()), 0);
+  {
+    LoggerReset reset(1);
+    LoggerRedirectLogToDescriptor(logger, -1, path.c_str());
+    LoggerRedirectLogToDescriptor(logger, fd, "");
+    EXPECT_EQ(logger.logStream, &std::clog);
+    EXPECT_EQ(logger.logPath, nullptr);
+    LoggerRedirectLogToDescriptor(logger, fd, path.c_str());
+    EXPECT_STREQ(logger.logPath, path.c_str());
+    Log() << "line\n";
+    LogFlush();
+  }
+  close(fd);
+  EXPECT_NE(ReadFile(temp.Path("moved")).find("line\n"), std::string::npos);
+  EXPECT_NE(access(temp.Path("canary").c_str(), F_OK), 0);
+}
+
 // A reference taken before the restore stays usable: the retired stream
 // writes to standard error.
 TEST(LoggerRestoreLog, EarlierReferenceWritesToStandardError) {
