@@ -286,7 +286,8 @@ TEST(UpdateRun, WhatTheProgramsSee) {
                 logs_seen +
                 "fds: 0 1 2\n"
                 "stdout: other\n"
-                "stdin: other\n");
+                "stdin: other\n"
+                "signals: default\n");
   EXPECT_EQ(Normalize(installation.Record("qzpost"), installation.dir()),
             "args: -s <T>/sys/bin/qzserver\n"
             "QZ_SYSTEM=<T>/sys\n"
@@ -299,7 +300,8 @@ TEST(UpdateRun, WhatTheProgramsSee) {
                 logs_seen +
                 "fds: 0 1 2\n"
                 "stdout: session\n"
-                "stdin: other\n");
+                "stdin: other\n"
+                "signals: default\n");
   EXPECT_EQ(Normalize(installation.Record("session.copy"), installation.dir()),
             SessionAtPostStart());
 }
