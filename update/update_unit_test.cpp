@@ -4,6 +4,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -16,8 +17,6 @@
 #include <iostream>
 #include <sstream>
 #include <string>
-
-#include <gtest/gtest.h>
 
 #include "base/string/owned_string.h"
 #include "update/update.h"
