@@ -5,7 +5,6 @@
 //   cmake --preset release && cmake --build build/release --target md5_bench
 //   build/release/bench/md5_bench
 
-#include <benchmark/benchmark.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/resource.h>
@@ -15,6 +14,8 @@
 #include <cstring>
 #include <string>
 #include <vector>
+
+#include <benchmark/benchmark.h>
 
 #include "base/digest/md5.h"
 

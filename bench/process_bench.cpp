@@ -1,11 +1,12 @@
 // The cost of starting a program: one ProcessCreate of /bin/true and the
 // waitpid that reaps it.
 
-#include <benchmark/benchmark.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+
+#include <benchmark/benchmark.h>
 
 #include "base/process/process_create.h"
 

@@ -4,7 +4,6 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,6 +16,8 @@
 #include <iostream>
 #include <sstream>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "base/string/owned_string.h"
 #include "update/update.h"

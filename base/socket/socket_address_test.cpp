@@ -1,7 +1,6 @@
 #include "base/socket/socket_address.h"
 
 #include <arpa/inet.h>
-#include <gtest/gtest.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <resolv.h>
@@ -13,6 +12,8 @@
 #include <cerrno>
 #include <cstring>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "base/socket/socket_test_util.h"
 #include "base/string/owned_string.h"

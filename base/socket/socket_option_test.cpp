@@ -1,7 +1,6 @@
 #include "base/socket/socket_option.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <netinet/ip.h>
 #include <netinet/tcp.h>
@@ -14,6 +13,8 @@
 #include <climits>
 #include <functional>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "base/socket/socket_test_util.h"
 

@@ -1,7 +1,8 @@
-#include <gtest/gtest.h>
 #include <sys/utsname.h>
 
 #include <cerrno>
+
+#include <gtest/gtest.h>
 
 #include "base/socket/socket_option.h"
 #include "base/socket/socket_test_util.h"
