@@ -58,10 +58,9 @@ void ApplicationPathFromArgument(char* buffer, const char* argv0) {
   slash[1] = '\0';
 }
 
-// "<entry>/" for the first PATH entry that holds a qzrunner. Entries whose
-// names do not fit are skipped.
-void ApplicationPathFromSearch(char* buffer) {
-  const char* path = getenv("PATH");
+}  // namespace
+
+void UpdateSearchPath(const char* path, char* buffer) {
   if (path == nullptr) {
     return;
   }
@@ -82,8 +81,6 @@ void ApplicationPathFromSearch(char* buffer) {
   StringReset(&copy);
 }
 
-}  // namespace
-
 char* UpdateApplicationPath(const char* argv0) {
   char* buffer = nullptr;
   StringNewBuffer(&buffer);
@@ -92,7 +89,7 @@ char* UpdateApplicationPath(const char* argv0) {
     ApplicationPathFromArgument(buffer, argv0);
   }
   if (buffer[0] == '\0') {
-    ApplicationPathFromSearch(buffer);
+    UpdateSearchPath(getenv("PATH"), buffer);
   }
   UpdatePrint("Update: Application path is '") << buffer << "'.\n";
   return buffer;

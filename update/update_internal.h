@@ -35,6 +35,18 @@ int UpdateStartChild(const char* const* command);
 // to the child. Returns 0, or -1 with errno.
 int UpdateWaitChild(int pid, int* status);
 
+// The application path search: writes "<entry>/" into buffer (1024 bytes,
+// left as it is when nothing is found) for the first entry of path, a
+// PATH value, that holds a qzrunner. Empty entries and entries whose
+// "<entry>/qzrunner" does not fit in the buffer are passed over.
+void UpdateSearchPath(const char* path, char* buffer);
+
+// The log directory's name "M-<host>-<pid>-<id>".
+std::string UpdateLogDirectoryName(const char* host, int pid, const char* id);
+// Whether a host name keeps that name directly inside QZ_ROOT: false for a
+// name holding '/' or "..".
+bool UpdateHostNameUsable(const char* host);
+
 // What the driver made in this run, held by descriptor (close-on-exec), so
 // that no step after a directory is made looks a name up again in a
 // directory that the sudo caller owns and may change between two steps.

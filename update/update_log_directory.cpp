@@ -28,12 +28,17 @@ constexpr size_t kPathMaxLength = 1022;
 
 }  // namespace
 
-namespace {
+std::string UpdateLogDirectoryName(const char* host, int pid, const char* id) {
+  std::ostringstream name;
+  name << "M-" << host << "-" << pid << "-" << id;
+  return name.str();
+}
 
-// A host name that could lead the name out of QZ_ROOT (a '/', or "..").
-bool HostNameUsable(const char* host) {
+bool UpdateHostNameUsable(const char* host) {
   return strchr(host, '/') == nullptr && strstr(host, "..") == nullptr;
 }
+
+namespace {
 
 // The directory that receives the log directory: QZ_ROOT as made in this
 // run, else as the caller's environment names it. A descriptor owned by
@@ -117,10 +122,9 @@ char* UpdateCreateLogDirectory() {
 
   const char* host = ProcessHostName();
   char* id = UpdateRandomId();
-  std::ostringstream name_text;
-  name_text << "M-" << host << "-" << static_cast<int>(getpid()) << "-" << id;
+  std::string name =
+      UpdateLogDirectoryName(host, static_cast<int>(getpid()), id);
   StringReset(&id);
-  std::string name = name_text.str();
   std::string path = std::string(root) + "/" + name;
 
   // A name cut to fit would be some other directory: it is refused whole.
@@ -129,7 +133,7 @@ char* UpdateCreateLogDirectory() {
   int result = -1;
   if (path.size() > kPathMaxLength) {
     errno = ENAMETOOLONG;
-  } else if (!HostNameUsable(host)) {
+  } else if (!UpdateHostNameUsable(host)) {
     errno = EINVAL;
   } else {
     result = MakeLogDirectory(root, name);
