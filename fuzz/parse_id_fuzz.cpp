@@ -20,9 +20,12 @@ int ReferenceId(const std::string& text) {
     if (c < '0' || c > '9') {
       break;
     }
-    value = value * 10 + static_cast<unsigned>(c - '0');
-    if (value > static_cast<unsigned long long>(LONG_MAX)) {
+    // Past LONG_MAX the value stays there, as strtol's result does.
+    unsigned digit = static_cast<unsigned>(c - '0');
+    if (value > (static_cast<unsigned long long>(LONG_MAX) - digit) / 10) {
       value = LONG_MAX;
+    } else {
+      value = value * 10 + digit;
     }
   }
   auto id = static_cast<int32_t>(static_cast<uint32_t>(value));
