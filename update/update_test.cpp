@@ -342,25 +342,6 @@ TEST(UpdateRun, ChildLeavesFileInLogDirectory) {
   EXPECT_EQ(ListDirectory(logs), "left-by-qzpost");
 }
 
-// Started with standard input closed, the driver runs straight through and
-// its children still get a standard input that is none of its files.
-TEST(UpdateRun, StandardInputClosed) {
-  FakeInstallation installation;
-  DriverOptions options = DefaultOptions(installation);
-  options.close_input = true;
-  Result result = RunUpdate(installation, options);
-  EXPECT_EQ(result.exit_status, 0) << result.err;
-  EXPECT_EQ(TakeLines(&result.out, "qzrunner.bin: working"), 1);
-  EXPECT_EQ(result.out, Prepared() + kRunnerStarted + RunnerExited(0) +
-                            kPostPrompt + Removed());
-  for (const char* program : {"qzrunner.bin", "qzpost"}) {
-    std::string record = installation.Record(program);
-    EXPECT_NE(record.find("fds: 0 1 2\n"), std::string::npos) << record;
-    EXPECT_NE(record.find("stdin: other\n"), std::string::npos) << record;
-  }
-  EXPECT_EQ(ListDirectory(installation.Path("root")), "");
-}
-
 // QZ_SYSTEM from the driver's own location: the parent of its directory.
 TEST(UpdateRun, SystemDirectoryFromOwnLocation) {
   FakeInstallation installation;
@@ -426,29 +407,6 @@ TEST(UpdateRun, RootDirectoryFromQzHomeIsMadeOnceAndKept) {
   EXPECT_EQ(DescribePath(installation.Path("home/.qz")), "755 " + Own());
 }
 
-TEST(UpdateRun, RootDirectoryFromHome) {
-  FakeInstallation installation;
-  DriverOptions options = DefaultOptions(installation);
-  options.environment.erase("QZ_ROOT");
-  options.environment["HOME"] = installation.Path("home");
-  Result result = RunUpdate(installation, options);
-  ASSERT_EQ(result.exit_status, 0) << result.err;
-  TakeLines(&result.out, "qzrunner.bin: working");
-  EXPECT_EQ(result.out.substr(0, result.out.find("Update: Using log")),
-            "Update: WARNING! No environment for QZ_ROOT.\n"
-            "Update: WARNING! No environment for QZ_HOME.\n"
-            "Update: Assuming QZ user's home directory '<T>/home'.\n"
-            "Update: Assuming QZ root directory in the user's home "
-            "'<T>/home'.\n"
-            "Update: WARNING! Creating directory '<T>/home/.qz'.\n"
-            "Update: Set owner method called.\n"
-            "Update: Assuming QZ root directory '<T>/home/.qz'.\n"
-            "Update: Set owner method called.\n");
-  EXPECT_EQ(result.err,
-            "Update: ERROR!  HOME is '<T>/home'.\n"
-            "qzrunner.bin: note\nqzpost: note\n");
-}
-
 // Home directories that give no root directory: the run ends with 2.
 TEST(UpdateRun, NoRootDirectory) {
   const std::string long_1024(1024, 'h');
@@ -510,45 +468,6 @@ TEST(UpdateRun, NoRootDirectory) {
     EXPECT_EQ(result.exit_status, 2);
     EXPECT_EQ(installation.Record("qzrunner.bin"), "");
   }
-}
-
-// A home of 1019 characters still gives a root directory, which cannot be
-// made; the log directory's name then does not fit and is refused.
-TEST(UpdateRun, LongestHomeGivesRootThatCannotBeMade) {
-  FakeInstallation installation;
-  std::string home;
-  while (home.size() < 1019) {
-    home += "/" + std::string(std::min<size_t>(99, 1018 - home.size()), 'd');
-  }
-  ASSERT_EQ(home.size(), 1019u);
-  DriverOptions options = DefaultOptions(installation);
-  options.environment.erase("QZ_ROOT");
-  options.environment["QZ_HOME"] = home;
-  Result result = RunUpdate(installation, options);
-  EXPECT_EQ(result.exit_status, 0);
-  std::string root = home + "/.qz";
-  EXPECT_EQ(result.out,
-            "Update: WARNING! No environment for QZ_ROOT.\n"
-            "Update: Assuming QZ user's home directory '" +
-                home +
-                "'.\n"
-                "Update: Assuming QZ root directory in the user's home '" +
-                home +
-                "'.\n"
-                "Update: WARNING! Creating directory '" +
-                root + "'.\n");
-
-  EXPECT_EQ(result.err,
-            "Update: ERROR! Can't create directory '" + root + ". Error is '" +
-                std::to_string(ENOENT) + "''" + Text(ENOENT) +
-                "''.\n"
-                "Update: WARNING! Could not create log directory "
-                "'" +
-                root + "/M-testhost-<pid>-<id>'. Error is '" +
-                Text(ENAMETOOLONG) +
-                "'\n"
-                "Update: WARNING! Could not create log directory.\n" +
-                kNoLogsToRemove);
 }
 
 TEST(UpdateRun, LogDirectoryCannotBeMade) {
@@ -845,17 +764,6 @@ TEST(UpdateTerminal, EachPromptWaitsForAKey) {
   EXPECT_EQ(TakeLines(&out, "qzpost: note"), 1);
   EXPECT_EQ(out, Prepared() + kRunnerStarted + RunnerExited(0) + kPostPrompt +
                      Removed());
-}
-
-// A key and Enter at the first prompt: the line end answers the second.
-TEST(UpdateTerminal, LineEndAnswersSecondPrompt) {
-  FakeInstallation installation;
-  TerminalRun run(DefaultOptions(installation));
-  ASSERT_TRUE(run.ReadUntil(kFirstPrompt));
-  run.Type("y\n");
-  EXPECT_EQ(run.Finish(), 0);
-  EXPECT_NE(installation.Record("qzpost"), "");
-  EXPECT_NE(run.output().find(kSecondPrompt), std::string::npos);
 }
 
 }  // namespace

@@ -30,28 +30,6 @@ std::string Owned(char* text) {
   return copy;
 }
 
-TEST(UpdateRunnerPath, ProgramPathsUnderBin) {
-  struct Case {
-    const char* system;
-    const char* runner;
-    const char* post;
-    const char* server;
-  } cases[] = {
-      {"/opt/inst", "/opt/inst/bin/qzrunner.bin", "/opt/inst/bin/qzpost",
-       "/opt/inst/bin/qzserver"},
-      {"/", "//bin/qzrunner.bin", "//bin/qzpost", "//bin/qzserver"},
-      {"rel", "rel/bin/qzrunner.bin", "rel/bin/qzpost", "rel/bin/qzserver"},
-      {"", "(null)", "(null)", "(null)"},
-      {nullptr, "(null)", "(null)", "(null)"},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.system != nullptr ? c.system : "null");
-    EXPECT_EQ(Owned(UpdateRunnerPath(c.system)), c.runner);
-    EXPECT_EQ(Owned(UpdatePostPath(c.system)), c.post);
-    EXPECT_EQ(Owned(UpdateServerPath(c.system)), c.server);
-  }
-}
-
 TEST(UpdateRandomId, ThirtyTwoUpperCaseHexDigits) {
   for (int i = 0; i < 20; ++i) {
     std::string id = Owned(UpdateRandomId());
@@ -157,19 +135,6 @@ TEST_F(UpdateOutputTest, RedirectAndRestore) {
   EXPECT_EQ(DescriptorCount(), before);
 }
 
-TEST_F(UpdateOutputTest, ExistingFileKeepsItsMode) {
-  std::string file = dir_ + "/session";
-  std::ofstream(file) << "earlier\n";
-  chmod(file.c_str(), 0600);
-  ScopedCapture out(1, dir_ + "/terminal");
-  UpdateRedirectOutput(file.c_str());
-  UpdateRestoreOutput();
-  EXPECT_EQ(out.Text(), "Update: File already exists.\n");
-  struct stat record = {};
-  ASSERT_EQ(stat(file.c_str(), &record), 0);
-  EXPECT_EQ(record.st_mode & 07777, 0600u);
-}
-
 // A file that cannot be opened leaves standard output where it was, so
 // that later lines still reach it.
 TEST_F(UpdateOutputTest, MissingDirectoryLeavesOutputInPlace) {
@@ -189,25 +154,6 @@ TEST_F(UpdateOutputTest, MissingDirectoryLeavesOutputInPlace) {
   EXPECT_EQ(err.Text(),
             "Update: Could not redirect stdout to '" + file + "'.\n");
   EXPECT_EQ(DescriptorCount(), before);
-}
-
-TEST_F(UpdateOutputTest, SecondRedirectionRestoresFirst) {
-  std::string first = dir_ + "/first";
-  std::string second = dir_ + "/second";
-  ScopedCapture err(2, dir_ + "/errors");
-  ScopedCapture out(1, dir_ + "/terminal");
-  UpdateRedirectOutput(first.c_str());
-  UpdateRedirectOutput(second.c_str());
-  UpdatePrint("into the second\n");
-  UpdateRestoreOutput();
-  EXPECT_EQ(err.Text(),
-            "Update: Can't redirect stdout before restoring the original "
-            "descriptors.\n");
-  EXPECT_EQ(ReadAll(second), "Update: Redirected stdout to '" + second +
-                                 "'.\ninto the second\n"
-                                 "Update: Restoring stdout to the original "
-                                 "handler.\n");
-  EXPECT_EQ(out.Text(), "");
 }
 
 TEST(UpdatePrint, NullTextSetsBadState) {

@@ -46,34 +46,6 @@ struct Pipe {
 
 int PipeSize(int fd) { return fcntl(fd, F_GETPIPE_SZ); }
 
-TEST(FileReadLine, LinesPartialLineEndOfFileAndSmallBuffers) {
-  Pipe pipe;
-  pipe.Put("\nabc\ndef");
-  pipe.CloseWrite();
-  char buffer[8] = "unused";
-  for (int size : {1, 0, -5}) {
-    EXPECT_EQ(FileReadLine(pipe.fd[0], buffer, size), nullptr) << size;
-  }
-  EXPECT_EQ(FileReadLine(pipe.fd[0], nullptr, 8), nullptr);
-  EXPECT_STREQ(buffer, "unused");  // nothing consumed by the refusals
-  ASSERT_EQ(FileReadLine(pipe.fd[0], buffer, 8), buffer + 1);
-  EXPECT_STREQ(buffer, "\n");
-  ASSERT_EQ(FileReadLine(pipe.fd[0], buffer, 3),
-            buffer + 2);  // size 3: two bytes
-  EXPECT_STREQ(buffer, "ab");
-  ASSERT_EQ(FileReadLine(pipe.fd[0], buffer, 3), buffer + 2);
-  EXPECT_STREQ(buffer, "c\n");
-  errno = 0;
-  ASSERT_EQ(FileReadLine(pipe.fd[0], buffer, 8), buffer + 3);
-  EXPECT_STREQ(buffer, "def");
-  EXPECT_EQ(errno, EIO);  // a partial line at end of file
-  errno = 0;
-  EXPECT_EQ(FileReadLine(pipe.fd[0], buffer, 8), nullptr);
-  EXPECT_EQ(errno, EIO);
-  EXPECT_EQ(FileReadLine(pipe.fd[1], buffer, 8), nullptr);
-  EXPECT_EQ(errno, EBADF);
-}
-
 void IgnoreSignal(int) {}
 
 // Signals without SA_RESTART hit a reader blocked on an empty pipe; the line

@@ -205,26 +205,6 @@ TEST(LoggerRedirectLogToDescriptor, WritesTheHeldFileUnderTheGivenPath) {
   EXPECT_NE(access(temp.Path("canary").c_str(), F_OK), 0);
 }
 
-// A reference taken before the restore stays usable: the retired stream
-// writes to standard error.
-TEST(LoggerRestoreLog, EarlierReferenceWritesToStandardError) {
-  TempDir temp;
-  StderrCapture capture(temp.Path("stderr"));
-  Logger& logger = LoggerInstance();
-  {
-    LoggerReset reset(1);
-    LoggerRedirectLog(logger, temp.dir(), "log");
-    std::ostream& reference = Log();
-    reference << "in file\n";
-    LoggerRestoreLog(logger);
-    EXPECT_EQ(logger.retiredLogStream.get(), &reference);
-    reference << "late\n" << std::flush;
-  }
-  EXPECT_EQ(capture.Finish(), "late\n");
-  std::string text = ReadFile(temp.Path("log"));
-  EXPECT_EQ(text.substr(text.size() - 8), "in file\n");
-}
-
 TEST(LoggerTruncateLog, Limits) {
   const std::string content(100, 'x');
   const std::pair<int, bool> cases[] = {
@@ -281,32 +261,6 @@ TEST(LoggerRedirectError, StandardLogStreamFollows) {
     EXPECT_EQ(std::clog.rdbuf(), logger.savedLogBuffer);
   }
   EXPECT_EQ(capture.Finish(), "restored\n");
-}
-
-TEST(LoggerRedirectErrorToStream, OwnedUntilNextRetirement) {
-  TempDir temp;
-  StderrCapture capture(temp.Path("stderr"));
-  Logger& logger = LoggerInstance();
-  bool destroyed = false;
-  {
-    LoggerReset reset(1);
-    auto* stream = new TrackedStream(&destroyed);
-    LoggerRedirectErrorToStream(logger, stream);
-    std::clog << "clog\n";
-    LogWarning() << "w\n";
-    LogFlush();
-    EXPECT_EQ(stream->str(),
-              "Logger: Redirected the standard error to the "
-              "stream.\nclog\nWarning: w\n");
-    LoggerRestoreError(logger);
-    EXPECT_EQ(std::clog.rdbuf(), logger.savedLogBuffer);
-    EXPECT_FALSE(destroyed);
-    LoggerRedirectErrorToStream(logger, new std::ostringstream());
-    EXPECT_FALSE(destroyed);
-    LoggerRestoreError(logger);
-    EXPECT_TRUE(destroyed);
-  }
-  EXPECT_EQ(capture.Finish(), "");
 }
 
 // At exit the Logger closes every file it opened; what was still buffered

@@ -273,23 +273,6 @@ TEST(Log, LevelWordsLabelsContinuationAndOwnLogger) {
       << own.str();
 }
 
-TEST(Log, PreviousLineGoesOutWhenTheNextBegins) {
-  TempFile temp;
-  std::ofstream file(temp.path);
-  LoggerState state;
-  LoggerInstance().logStream = &file;
-  Log() << "first\n";
-  EXPECT_EQ(ReadFile(temp.path), "");
-  Log() << "second\n";
-  EXPECT_TRUE(
-      std::regex_match(ReadFile(temp.path), std::regex(kPrefix + "first\n")));
-  LogFlush();
-  EXPECT_TRUE(
-      std::regex_match(ReadFile(temp.path),
-                       std::regex(kPrefix + "first\n" + kPrefix + "second\n")));
-  LoggerInstance().logStream = &state.log;
-}
-
 // Disabled (0): every accessor gives the null stream without the lock;
 // enabled other than 1 silences only the log channel.
 TEST(Log, DisabledAccessorsReturnNullStreamWithoutTheLock) {
@@ -393,42 +376,6 @@ TEST(Log, LineStartsOfConcurrentThreadsStayWhole) {
   for (const std::string& id : ids) {
     EXPECT_EQ(counts[id], kLines) << "thread " << id;
   }
-}
-
-// Process creation forks holding LogMutex and resets it in the child, which
-// must then be able to log.
-TEST(MutexReset, ChildLogsAlthoughTheParentHeldLogMutex) {
-  int fds[2];
-  ASSERT_EQ(pipe(fds), 0);
-  pthread_mutex_lock(&LogMutex);
-  std::clog.flush();
-  pid_t child = fork();
-  if (child == 0) {
-    alarm(30);
-    dup2(fds[1], 2);
-    int before = MutexTimedLock(&LogMutex, 0);  // the parent thread's
-    MutexReset(&LogMutex);
-    Log() << "Test: child " << before << ".\n";
-    LogError() << "child.\n";
-    LogFlush();
-    _exit(0);
-  }
-  pthread_mutex_unlock(&LogMutex);
-  close(fds[1]);
-  std::string text;
-  char buffer[256];
-  for (ssize_t count; (count = read(fds[0], buffer, sizeof buffer)) > 0;)
-    text.append(buffer, count);
-  close(fds[0]);
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
-  std::smatch match;
-  ASSERT_TRUE(std::regex_match(
-      text, match, std::regex(kPrefix + "Test: child 0\\.\nError: child\\.\n")))
-      << text;
-  EXPECT_EQ(match[1].str() + " " + match[2].str(),
-            std::to_string(child) + " " + std::to_string(child));
 }
 
 }  // namespace

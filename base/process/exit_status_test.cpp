@@ -19,18 +19,6 @@ using process_test::LogCapture;
 using process_test::RunInChild;
 using process_test::WaitStatus;
 
-// Every 16-bit status against the C library's own macros.
-TEST(ProcessExited, AgreesWithWaitMacros) {
-  for (int status = 0; status <= 0xffff; ++status) {
-    ASSERT_EQ(ProcessExited(status), WIFEXITED(status) ? 1 : 0) << status;
-    ASSERT_EQ(ProcessSignaled(status), WIFSIGNALED(status) ? 1 : 0) << status;
-    ASSERT_EQ(ProcessStopped(status), WIFSTOPPED(status) ? 1 : 0) << status;
-    ASSERT_EQ(ProcessExitStatus(status), WEXITSTATUS(status)) << status;
-    ASSERT_EQ(ProcessTermSignal(status), WTERMSIG(status)) << status;
-    ASSERT_EQ(ProcessStopSignal(status), WSTOPSIG(status)) << status;
-  }
-}
-
 pid_t StartShell(const char* script) {
   const char* command[] = {"/bin/sh", "sh", "-c", script, nullptr};
   return ProcessCreate(command, nullptr, 0, 1, 2, 0, 1);

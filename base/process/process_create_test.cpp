@@ -130,36 +130,6 @@ TEST(ProcessCreate, DescriptorShuffles) {
   }
 }
 
-// The nice value of a running child (field 19 of /proc/<pid>/stat).
-int NiceOf(pid_t process) {
-  std::string stat = ReadFile("/proc/" + std::to_string(process) + "/stat");
-  std::istringstream fields(stat.substr(stat.rfind(')') + 2));
-  std::string field;
-  for (int index = 3; index <= 19; ++index)
-    fields >> field;
-  return std::stoi(field);
-}
-
-TEST(ProcessCreate, ChildPriority) {
-  errno = 0;
-  int own = getpriority(PRIO_PROCESS, 0);
-  bool root = geteuid() == 0;
-  // Without privilege a raise fails and the child keeps the parent's value.
-  const std::pair<int, int> cases[] = {{ProcessPriorityNormal, 0},
-                                       {5, 5},
-                                       {ProcessPriorityLowest, 19},
-                                       {ProcessPriorityHigh, root ? -10 : own}};
-  for (const auto& c : cases) {
-    if (!root && c.second < own)
-      continue;
-    pid_t child = ProcessCreate(kSleep, nullptr, 0, 1, 2, c.first, 1);
-    ASSERT_GT(child, 0);
-    ASSERT_TRUE(WaitForProgram(child, "sleep"));
-    EXPECT_EQ(NiceOf(child), c.second) << c.first;
-    WaitStatus(child, true);
-  }
-}
-
 // A set-id program's situation (real 65534, effective 0): the child gets the
 // real ids unless asked to keep them.
 TEST(ProcessCreate, DropsIdentityUnlessKept) {

@@ -125,37 +125,6 @@ TEST(SocketOptions, FailureLinesOnAPlainFile) {
   }
 }
 
-TEST(SocketGetQueued, FailureLineOnAPlainFile) {
-  ScopedSupportLevel level(5);
-  ScopedFd file(OpenPlainFile());
-  ASSERT_GE(file.get(), 0);
-  const std::string expected = ErrorPair(
-      "Failed to get bytes queued on FD#" + std::to_string(file.get()) +
-      ". Error is 25 'Inappropriate ioctl for device'.");
-  for (auto call : {SocketGetQueued, SocketGetSendSpace}) {
-    SocketLogCapture capture;
-    EXPECT_EQ(-1, call(file.get()));
-    EXPECT_EQ(ENOTTY, errno);
-    EXPECT_EQ(expected, capture.Text());
-  }
-}
-
-// A terminal answers the queued-bytes request but is no socket, so the
-// send-buffer size is what fails.
-TEST(SocketGetSendSpace, SendBufferFailureOnATerminal) {
-  ScopedSupportLevel level(5);
-  ScopedFd terminal(posix_openpt(O_RDWR | O_NOCTTY));
-  if (terminal.get() < 0) {
-    GTEST_SKIP() << "no pseudo-terminal: " << errno;
-  }
-  SocketLogCapture capture;
-  EXPECT_EQ(-1, SocketGetSendSpace(terminal.get()));
-  EXPECT_EQ(ENOTSOCK, errno);
-  EXPECT_EQ(ErrorPair("Failed to get the SO_SNDBUF size on FD#" +
-                      std::to_string(terminal.get()) + ". " + kNotSocket),
-            capture.Text());
-}
-
 TEST(SocketSendSpace, BufferLessQueuedLessReserve) {
   struct Case {
     int send_buffer;
@@ -170,31 +139,6 @@ TEST(SocketSendSpace, BufferLessQueuedLessReserve) {
   for (const Case& c : cases) {
     EXPECT_EQ(c.space, SocketSendSpace(c.send_buffer, c.queued))
         << c.send_buffer << " " << c.queued;
-  }
-}
-
-TEST(SocketGetOption, NonBlockingStateAndUnknownOption) {
-  int pair[2];
-  ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, pair));
-  ScopedFd first(pair[0]);
-  ScopedFd second(pair[1]);
-  SocketLogCapture capture;
-  EXPECT_EQ(0, SocketGetOption(first.get(), 0));
-  ASSERT_EQ(0, fcntl(first.get(), F_SETFL, O_NONBLOCK));
-  EXPECT_EQ(1, SocketGetOption(first.get(), 0));
-  EXPECT_EQ("", capture.Text());
-
-  for (int option : {1, 3, -1}) {
-    SocketLogCapture unknown;
-    errno = 0;
-    EXPECT_EQ(-1, SocketGetOption(first.get(), option));
-    EXPECT_EQ(ENOSYS, errno);
-    std::string o = std::to_string(option);
-    EXPECT_EQ("Socket: WARNING! Query for option " + o + " not implemented.\n" +
-                  ErrorPair("Query failed for option " + o + " on FD#" +
-                            std::to_string(first.get()) + ".") +
-                  ErrorPair("Error is 38 'Function not implemented'."),
-              unknown.Text());
   }
 }
 
@@ -246,33 +190,6 @@ TEST(SocketFcntlOptions, FailureLinesOnAClosedDescriptor) {
   EXPECT_EQ("", capture.Text());
 }
 
-TEST(SocketOptions, SetOnATcpConnection) {
-  ScopedSupportLevel level(5);
-  LoopbackTcp tcp;
-  ASSERT_TRUE(tcp.ok()) << errno;
-  const int fd = tcp.client.get();
-  SocketLogCapture capture;
-  EXPECT_EQ(1, SocketSetNoDelay(fd, 1));
-  EXPECT_EQ(1, SocketGetOption(fd, 2));
-  EXPECT_EQ(1, SocketSetNoDelay(fd, 0));
-  EXPECT_EQ(0, SocketGetOption(fd, 2));
-  EXPECT_EQ(1, SocketSetCork(fd, 1));
-  EXPECT_EQ(1, GetIntOption(fd, IPPROTO_TCP, TCP_CORK));
-  EXPECT_EQ(1, SocketSetCork(fd, 0));
-  EXPECT_EQ(1, SocketSetQuickAck(fd, 1));
-  EXPECT_EQ(1, SocketSetKeepAlive(fd, 1));
-  EXPECT_EQ(1, GetIntOption(fd, SOL_SOCKET, SO_KEEPALIVE));
-  EXPECT_EQ(1, SocketSetReuseAddress(fd, 1));
-  EXPECT_EQ(1, GetIntOption(fd, SOL_SOCKET, SO_REUSEADDR));
-  EXPECT_EQ(1, SocketSetLowDelay(fd));
-  EXPECT_EQ(IPTOS_LOWDELAY, GetIntOption(fd, IPPROTO_IP, IP_TOS) & 0x1C);
-  EXPECT_EQ(0, SocketGetError(fd));
-  EXPECT_EQ(0, SocketGetQueued(fd));
-  EXPECT_EQ(SocketSendSpace(GetIntOption(fd, SOL_SOCKET, SO_SNDBUF), 0),
-            SocketGetSendSpace(fd));
-  EXPECT_EQ("", capture.Text());
-}
-
 TEST(SocketCreatePipe, ConnectedCloseOnExecPair) {
   SocketLogCapture capture;
   int fds[2] = {-7, -7};
@@ -293,31 +210,6 @@ TEST(SocketCreatePipe, ConnectedCloseOnExecPair) {
   ASSERT_EQ(1, read(fds[0], &byte, 1));
   EXPECT_EQ('b', byte);
   EXPECT_EQ("", capture.Text());
-}
-
-// With no descriptor left to open, socketpair fails with EMFILE.
-TEST(SocketCreatePipe, FailureLineAndEmptySlots) {
-  int fds[2] = {-7, -7};
-  int result;
-  int error;
-  std::string text;
-  {
-    SocketLogCapture capture;
-    {
-      ScopedNoDescriptors limit(WarmUpLogStreams);
-      ASSERT_TRUE(limit.ok()) << errno;
-      result = SocketCreatePipe(fds, 65536);
-      error = errno;
-    }
-    text = capture.Text();
-  }
-  EXPECT_EQ(-1, result);
-  EXPECT_EQ(EMFILE, error);
-  EXPECT_EQ(-1, fds[0]);
-  EXPECT_EQ(-1, fds[1]);
-  EXPECT_EQ(ErrorPair("Can't create the socket pipe. Error is 24 'Too many "
-                      "open files'."),
-            text);
 }
 
 }  // namespace

@@ -117,44 +117,6 @@ TEST(ProcessTermSignalName, StatusOfRealChildren) {
   ASSERT_EQ(stopped, waitpid(stopped, &status, 0));
 }
 
-TEST_F(SignalTest, WrappersInstallAndReturnWhatWasThere) {
-  signal(SIGUSR1, SIG_DFL);
-  EXPECT_EQ(nullptr, SignalSetHandler(SIGUSR1, CountingHandler));
-  handledCount = 0;
-  raise(SIGUSR1);
-  EXPECT_EQ(1, handledCount);
-  EXPECT_EQ(CountingHandler, SignalSetHandler(SIGUSR1, SIG_DFL));
-
-  struct sigaction action, old;
-  SignalClearAction(&action);
-  action.sa_handler = CountingHandler;
-  signal(SIGUSR2, SIG_IGN);
-  EXPECT_EQ(0, SignalSetAction(SIGUSR2, &action, &old));
-  EXPECT_EQ(SIG_IGN, old.sa_handler);
-  raise(SIGUSR2);
-  EXPECT_EQ(2, handledCount);
-
-  sigset_t block, now;
-  sigemptyset(&block);
-  sigaddset(&block, SIGUSR2);
-  pthread_sigmask(SIG_UNBLOCK, &block, nullptr);
-  EXPECT_EQ(0, SignalSetMask(SIG_BLOCK, &block, &old.sa_mask));
-  EXPECT_EQ(0, sigismember(&old.sa_mask, SIGUSR2));
-  EXPECT_EQ(0, SignalSetMask(SIG_SETMASK, nullptr, &now));
-  EXPECT_EQ(1, sigismember(&now, SIGUSR2));
-
-  signal(SIGALRM, SIG_IGN);
-  struct itimerval timer, previous;
-  SignalClearTimer(&timer);
-  timer.it_value.tv_sec = 1000;
-  EXPECT_EQ(0, SignalSetTimer(ITIMER_REAL, &timer, nullptr));
-  SignalClearTimer(&timer);
-  EXPECT_EQ(0, SignalSetTimer(ITIMER_REAL, &timer, &previous));
-  EXPECT_GT(previous.it_value.tv_sec + previous.it_value.tv_usec, 0);
-  EXPECT_LE(previous.it_value.tv_sec, 1000);
-  EXPECT_TRUE(Lines().empty());
-}
-
 TEST_F(SignalTest, WrapperFailuresLogTheirLines) {
   const std::string tail = " failed. Error is 22 'Invalid argument'.";
   errno = 0;
