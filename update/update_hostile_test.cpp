@@ -238,17 +238,6 @@ TEST(UpdateEnvironment, RunEndsWithItsResult) {
   }
 }
 
-// Waits until the file holds text (the driver or a child got that far).
-void AwaitText(const std::string& path, const std::string& text) {
-  for (int tries = 0; tries < 6000; ++tries) {
-    if (ReadFile(path).find(text) != std::string::npos) {
-      return;
-    }
-    usleep(10000);
-  }
-  ADD_FAILURE() << "never saw '" << text << "' in " << path;
-}
-
 void OwnProcessGroup() { setpgid(0, 0); }
 void IgnoreTerm() { signal(SIGTERM, SIG_IGN); }
 

@@ -3,13 +3,9 @@
 // record what they see (update_test_child.cpp).
 
 #include <fcntl.h>
-#include <poll.h>
-#include <pty.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <termios.h>
 #include <unistd.h>
-#include <utmp.h>
 
 #include <cerrno>
 #include <cstring>
@@ -94,14 +90,18 @@ struct Result {
   std::string err;
 };
 
-Result RunUpdate(const FakeInstallation& installation,
-                 const DriverOptions& options) {
+Result Normalized(const DriverRun& run, const FakeInstallation& installation) {
   Result result;
-  result.raw = RunDriver(options, installation.dir());
+  result.raw = run;
   result.exit_status = result.raw.exit_status;
   result.out = Normalize(result.raw.out, installation.dir());
   result.err = Normalize(result.raw.err, installation.dir());
   return result;
+}
+
+Result RunUpdate(const FakeInstallation& installation,
+                 const DriverOptions& options) {
+  return Normalized(RunDriver(options, installation.dir()), installation);
 }
 
 std::string NormalizedListing(const FakeInstallation& installation,
@@ -661,109 +661,30 @@ TEST(UpdateRun, SudoOwnershipRefused) {
                 refused + ".\n");
 }
 
-// The driver on a terminal: each prompt waits for a key, typed as a line
-// since the terminal is in canonical mode.
-class TerminalRun {
- public:
-  explicit TerminalRun(const DriverOptions& options) {
-    EnsureStandardDescriptors();
-    struct termios settings = {};
-    int terminal = -1;
-    EXPECT_EQ(openpty(&master_, &terminal, nullptr, nullptr, nullptr), 0);
-    tcgetattr(terminal, &settings);
-    settings.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-    settings.c_oflag &= ~static_cast<tcflag_t>(ONLCR);
-    tcsetattr(terminal, TCSANOW, &settings);
-    std::vector<std::string> argv_strings = options.argv;
-    std::vector<std::string> env_strings =
-        EnvironmentStrings(options.environment);
-    std::vector<char*> argv = Pointers(&argv_strings);
-    std::vector<char*> envp = Pointers(&env_strings);
-    pid_ = fork();
-    if (pid_ == 0) {
-      close(master_);
-      login_tty(terminal);
-      execve(options.program.c_str(), argv.data(), envp.data());
-      _exit(127);
-    }
-    close(terminal);
-  }
-  ~TerminalRun() { close(master_); }
-
-  // Reads until the text has appeared; false at the end of the output.
-  bool ReadUntil(const std::string& text) {
-    while (output_.find(text) == std::string::npos) {
-      if (!ReadSome()) {
-        return false;
-      }
-    }
-    return true;
-  }
-
-  void Type(const std::string& keys) {
-    EXPECT_EQ(write(master_, keys.data(), keys.size()),
-              static_cast<ssize_t>(keys.size()));
-  }
-
-  // Reads to the end and returns the exit status.
-  int Finish() {
-    while (ReadSome()) {
-    }
-    int status = 0;
-    while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
-    }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  }
-
-  const std::string& output() const { return output_; }
-
- private:
-  bool ReadSome() {
-    // Generous: a driver that waits where it should not is caught by the
-    // assertions, one that hangs by this limit.
-    struct pollfd ready = {master_, POLLIN, 0};
-    if (poll(&ready, 1, 60000) <= 0) {
-      ADD_FAILURE() << "no output from the driver; so far:\n" << output_;
-      return false;
-    }
-    char buffer[4096];
-    ssize_t count = read(master_, buffer, sizeof buffer);
-    if (count <= 0) {
-      return false;  // EIO: every writer has closed the terminal
-    }
-    output_.append(buffer, static_cast<size_t>(count));
-    return true;
-  }
-
-  int master_ = -1;
-  pid_t pid_ = -1;
-  std::string output_;
-};
-
-const char kFirstPrompt[] =
-    "Update: Press any key to start qzrunner (it will download files).\n";
-const char kSecondPrompt[] =
-    "Update: Press any key to start qzpost (it will install files).\n";
-
-TEST(UpdateTerminal, EachPromptWaitsForAKey) {
+// Each prompt waits for its key: with the input held open, no stage starts
+// until a key comes.
+TEST(UpdatePrompt, EachPromptWaitsForAKey) {
+  const std::string first =
+      "Update: Press any key to start qzrunner (it will download files).\n";
+  const std::string second =
+      "Update: Press any key to start qzpost (it will install files).\n";
   FakeInstallation installation;
-  TerminalRun run(DefaultOptions(installation));
-  ASSERT_TRUE(run.ReadUntil(kFirstPrompt));
-  // The prompt is out and nothing has been typed: the runner cannot run yet.
+  DriverOptions options = DefaultOptions(installation);
+  options.hold_input = true;
+  StartedDriver started = StartDriver(options, installation.dir());
+  AwaitText(started.out_path, first);
   EXPECT_EQ(installation.Record("qzrunner.bin"), "");
-  run.Type("\n");
-  ASSERT_TRUE(run.ReadUntil(kSecondPrompt));
+  ASSERT_EQ(write(started.input, "\n", 1), 1);
+  AwaitText(started.out_path, second);
   EXPECT_NE(installation.Record("qzrunner.bin"), "");
   EXPECT_EQ(installation.Record("qzpost"), "");
-  run.Type("\n");
-  EXPECT_EQ(run.Finish(), 0);
+  ASSERT_EQ(write(started.input, "\n", 1), 1);
+  Result result = Normalized(FinishDriver(&started), installation);
+  EXPECT_EQ(result.exit_status, 0);
   EXPECT_NE(installation.Record("qzpost"), "");
-  std::string out = Normalize(run.output(), installation.dir());
-  EXPECT_EQ(TakeLines(&out, "qzrunner.bin: working"), 1);
-  EXPECT_EQ(TakeLines(&out, "qzrunner.bin: note"), 1);
-  EXPECT_EQ(TakeLines(&out, "qzpost: note"), 1);
-  EXPECT_EQ(out, Prepared() + kRunnerStarted + RunnerExited(0) + kPostPrompt +
-                     Removed());
+  EXPECT_EQ(TakeLines(&result.out, "qzrunner.bin: working"), 1);
+  EXPECT_EQ(result.out, Prepared() + kRunnerStarted + RunnerExited(0) +
+                            kPostPrompt + Removed());
 }
 
 }  // namespace

@@ -311,3 +311,13 @@ std::string ListDirectory(const std::string& path) {
   }
   return text;
 }
+
+void AwaitText(const std::string& path, const std::string& text) {
+  for (int tries = 0; tries < 6000; ++tries) {
+    if (ReadFile(path).find(text) != std::string::npos) {
+      return;
+    }
+    usleep(10000);
+  }
+  ADD_FAILURE() << "never saw '" << text << "' in " << path;
+}

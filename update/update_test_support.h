@@ -98,6 +98,10 @@ DriverRun FinishDriver(StartedDriver* started);
 // Both in one: runs the driver to its end.
 DriverRun RunDriver(const DriverOptions& options, const std::string& scratch);
 
+// Waits until the file holds text (the driver or a child got that far); a
+// test failure after a generous limit, which only catches a hang.
+void AwaitText(const std::string& path, const std::string& text);
+
 // Makes output comparable: the installation's directory becomes "<T>", the
 // log directory's process id and random id "<pid>" and "<id>", the waiting
 // line's process id "<n>", and the log line prefix "<prefix> ".
