@@ -18,15 +18,13 @@
 
 #include "base/log/log.h"
 #include "base/log/log_file.h"
+#include "base/testing/test_support.h"
 
 namespace {
 
-std::string ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
+using qz_test::ReadFile;
+using qz_test::StderrCapture;
+using qz_test::TempDir;
 
 int CountOf(const std::string& text, const std::string& part) {
   int count = 0;
@@ -36,25 +34,6 @@ int CountOf(const std::string& text, const std::string& part) {
   }
   return count;
 }
-
-int RemoveEntry(const char* path, const struct stat*, int, struct FTW*) {
-  return remove(path);
-}
-
-// A fresh directory, removed with its content at scope end.
-class TempDir {
- public:
-  TempDir() {
-    char pattern[] = "/tmp/log_redirect_test.XXXXXX";
-    path_ = mkdtemp(pattern) != nullptr ? pattern : "";
-  }
-  ~TempDir() { nftw(path_.c_str(), RemoveEntry, 8, FTW_DEPTH | FTW_PHYS); }
-  const char* dir() const { return path_.c_str(); }
-  std::string Path(const char* name) const { return path_ + "/" + name; }
-
- private:
-  std::string path_;
-};
 
 // Puts the Logger back in its start-up state at scope end: channels on
 // std::clog, no paths, no retired streams, std::clog on its own buffer.
@@ -79,33 +58,6 @@ class LoggerReset {
   Logger& logger_;
 };
 
-// Sends descriptor 2 into a file until Finish, which returns what came.
-class StderrCapture {
- public:
-  explicit StderrCapture(std::string path) : path_(std::move(path)) {
-    std::clog.flush();
-    saved_ = dup(2);
-    int fd = open(path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    dup2(fd, 2);
-    close(fd);
-  }
-  ~StderrCapture() { Finish(); }
-
-  std::string Finish() {
-    if (saved_ >= 0) {
-      std::clog.flush();
-      dup2(saved_, 2);
-      close(saved_);
-      saved_ = -1;
-    }
-    return ReadFile(path_);
-  }
-
- private:
-  std::string path_;
-  int saved_;
-};
-
 // A caller's stream that reports its destruction.
 class TrackedStream : public std::ostringstream {
  public:
@@ -119,13 +71,13 @@ class TrackedStream : public std::ostringstream {
 // redirectEnabled 0 guards the log and error channels (not the auxiliary).
 TEST(LoggerRedirectLog, DisabledChangesAndWritesNothing) {
   TempDir temp;
-  StderrCapture capture(temp.Path("stderr"));
+  StderrCapture capture;
   Logger& logger = LoggerInstance();
   {
     LoggerReset reset(0);
     std::ostringstream caller;
-    LoggerRedirectLog(logger, temp.dir(), "log");
-    LoggerRedirectError(logger, temp.dir(), "error");
+    LoggerRedirectLog(logger, temp.path().c_str(), "log");
+    LoggerRedirectError(logger, temp.path().c_str(), "error");
     LoggerRedirectLogToStream(logger, &caller);
     LoggerRedirectErrorToStream(logger, &caller);
     EXPECT_EQ(logger.logStream, &std::clog);
@@ -133,11 +85,11 @@ TEST(LoggerRedirectLog, DisabledChangesAndWritesNothing) {
     EXPECT_EQ(logger.logPath, nullptr);
     EXPECT_EQ(logger.errorPath, nullptr);
     EXPECT_EQ(std::clog.rdbuf(), logger.savedLogBuffer);
-    EXPECT_NE(access(temp.Path("log").c_str(), F_OK), 0);
-    LoggerRedirectAux(logger, temp.dir(), "aux");
-    EXPECT_STREQ(logger.auxPath, temp.Path("aux").c_str());
+    EXPECT_NE(access(temp.File("log").c_str(), F_OK), 0);
+    LoggerRedirectAux(logger, temp.path().c_str(), "aux");
+    EXPECT_STREQ(logger.auxPath, temp.File("aux").c_str());
   }
-  EXPECT_EQ(capture.Finish(), "");
+  EXPECT_EQ(capture.Take(), "");
 }
 
 // Files are made 0600 and appended to, whatever the umask, which is left as
@@ -145,14 +97,14 @@ TEST(LoggerRedirectLog, DisabledChangesAndWritesNothing) {
 TEST(LoggerRedirectLog, AppendsWithMode0600UnderAnyUmask) {
   TempDir temp;
   Logger& logger = LoggerInstance();
-  std::string path = temp.Path("log");
+  std::string path = temp.File("log");
   for (mode_t mask : {0000, 0022, 0077}) {
     SCOPED_TRACE(mask);
     unlink(path.c_str());
     mode_t previous = umask(mask);
     {
       LoggerReset reset(1);
-      LoggerRedirectLog(logger, temp.dir(), "log");
+      LoggerRedirectLog(logger, temp.path().c_str(), "log");
       Log() << "first\n";
       LoggerRestoreLog(logger);
       LoggerRedirectLog(logger, nullptr, path.c_str());
@@ -160,7 +112,7 @@ TEST(LoggerRedirectLog, AppendsWithMode0600UnderAnyUmask) {
       if (mask == 0022) {
         std::ostream* before = logger.logStream;
         std::ostream* retired = logger.retiredLogStream.get();
-        LoggerRedirectLog(logger, temp.Path("missing").c_str(), "log");
+        LoggerRedirectLog(logger, temp.File("missing").c_str(), "log");
         EXPECT_EQ(logger.logStream, before);
         EXPECT_STREQ(logger.logPath, path.c_str());
         EXPECT_EQ(logger.retiredLogStream.get(), retired);
@@ -183,12 +135,12 @@ TEST(LoggerRedirectLog, AppendsWithMode0600UnderAnyUmask) {
 TEST(LoggerRedirectLogToDescriptor, WritesTheHeldFileUnderTheGivenPath) {
   TempDir temp;
   Logger& logger = LoggerInstance();
-  std::string path = temp.Path("session");
+  std::string path = temp.File("session");
   int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0600);
   ASSERT_GE(fd, 0);
   // The name now leads elsewhere: only the held file may be written.
-  ASSERT_EQ(rename(path.c_str(), temp.Path("moved").c_str()), 0);
-  ASSERT_EQ(symlink(temp.Path("canary").c_str(), path.c_str()), 0);
+  ASSERT_EQ(rename(path.c_str(), temp.File("moved").c_str()), 0);
+  ASSERT_EQ(symlink(temp.File("canary").c_str(), path.c_str()), 0);
   {
     LoggerReset reset(1);
     LoggerRedirectLogToDescriptor(logger, -1, path.c_str());
@@ -201,8 +153,8 @@ TEST(LoggerRedirectLogToDescriptor, WritesTheHeldFileUnderTheGivenPath) {
     LogFlush();
   }
   close(fd);
-  EXPECT_NE(ReadFile(temp.Path("moved")).find("line\n"), std::string::npos);
-  EXPECT_NE(access(temp.Path("canary").c_str(), F_OK), 0);
+  EXPECT_NE(ReadFile(temp.File("moved")).find("line\n"), std::string::npos);
+  EXPECT_NE(access(temp.File("canary").c_str(), F_OK), 0);
 }
 
 TEST(LoggerTruncateLog, Limits) {
@@ -213,13 +165,13 @@ TEST(LoggerTruncateLog, Limits) {
   Logger& logger = LoggerInstance();
   for (const auto& c : cases) {
     SCOPED_TRACE(c.first);
-    std::ofstream(temp.Path("log"), std::ios::trunc) << content;
+    std::ofstream(temp.File("log"), std::ios::trunc) << content;
     LoggerReset reset(1);
-    LoggerRedirectLog(logger, temp.dir(), "log");
+    LoggerRedirectLog(logger, temp.path().c_str(), "log");
     std::ostream* before = logger.logStream;
     LoggerTruncateLog(logger, c.first);
-    EXPECT_STREQ(logger.logPath, temp.Path("log").c_str());
-    EXPECT_EQ(ReadFile(temp.Path("log")), c.second ? "" : content);
+    EXPECT_STREQ(logger.logPath, temp.File("log").c_str());
+    EXPECT_EQ(ReadFile(temp.File("log")), c.second ? "" : content);
     EXPECT_EQ(logger.retiredLogStream.get() == before, c.second);
   }
 }
@@ -228,46 +180,46 @@ TEST(LoggerTruncateLog, Limits) {
 // and back; a reopen that fails leaves the standard stream.
 TEST(LoggerRedirectError, StandardLogStreamFollows) {
   TempDir temp;
-  StderrCapture capture(temp.Path("stderr"));
+  StderrCapture capture;
   Logger& logger = LoggerInstance();
   const std::string note =
-      "Logger: Redirected the standard error to '" + temp.Path("e1") + "'.\n";
+      "Logger: Redirected the standard error to '" + temp.File("e1") + "'.\n";
   {
     LoggerReset reset(1);
-    LoggerRedirectError(logger, temp.dir(), "e1");
+    LoggerRedirectError(logger, temp.path().c_str(), "e1");
     std::clog << "clog\n";
     LogError() << "line\n";
-    LoggerRedirectError(logger, temp.dir(), "");  // repeats the note
+    LoggerRedirectError(logger, temp.path().c_str(), "");  // repeats the note
     LogFlush();
-    EXPECT_EQ(ReadFile(temp.Path("e1")), note + "clog\nError: line\n" + note);
+    EXPECT_EQ(ReadFile(temp.File("e1")), note + "clog\nError: line\n" + note);
     for (const char* text :
          {"after\n", "again\n"}) {  // the second frees the first's
       LoggerTruncateError(logger, 0);
       std::clog << text;
       LogFlush();
-      EXPECT_EQ(ReadFile(temp.Path("e1")), text);
+      EXPECT_EQ(ReadFile(temp.File("e1")), text);
       EXPECT_EQ(std::clog.rdbuf(), logger.errorStream->rdbuf());
     }
-    LoggerRedirectError(logger, temp.dir(), "e2");
+    LoggerRedirectError(logger, temp.path().c_str(), "e2");
     LoggerRestoreError(logger);
     EXPECT_EQ(std::clog.rdbuf(), logger.savedLogBuffer);
     std::clog << "restored\n";
-    LoggerRedirectError(logger, temp.dir(), "e3");
-    ASSERT_EQ(unlink(temp.Path("e3").c_str()), 0);
-    ASSERT_EQ(mkdir(temp.Path("e3").c_str(), 0700), 0);
+    LoggerRedirectError(logger, temp.path().c_str(), "e3");
+    ASSERT_EQ(unlink(temp.File("e3").c_str()), 0);
+    ASSERT_EQ(mkdir(temp.File("e3").c_str(), 0700), 0);
     LoggerTruncateError(logger, 0);
     EXPECT_EQ(logger.errorStream, &std::clog);
     EXPECT_EQ(logger.errorPath, nullptr);
     EXPECT_EQ(std::clog.rdbuf(), logger.savedLogBuffer);
   }
-  EXPECT_EQ(capture.Finish(), "restored\n");
+  EXPECT_EQ(capture.Take(), "restored\n");
 }
 
 // At exit the Logger closes every file it opened; what was still buffered
 // arrives once.
 TEST(LoggerDestruction, FlushesFilesOnceAtExit) {
   TempDir temp;
-  std::string stderr_path = temp.Path("stderr");
+  std::string stderr_path = temp.File("stderr");
   fflush(nullptr);
   std::cout.flush();
   std::clog.flush();
@@ -278,11 +230,11 @@ TEST(LoggerDestruction, FlushesFilesOnceAtExit) {
     dup2(fd, 2);
     Logger& logger = LoggerInstance();
     logger.redirectEnabled = 1;
-    LoggerRedirectLog(logger, temp.dir(), "old");
+    LoggerRedirectLog(logger, temp.path().c_str(), "old");
     Log() << "retired\n";
-    LoggerRedirectLog(logger, temp.dir(), "log");
-    LoggerRedirectError(logger, temp.dir(), "error");
-    LoggerRedirectAux(logger, temp.dir(), "aux");
+    LoggerRedirectLog(logger, temp.path().c_str(), "log");
+    LoggerRedirectError(logger, temp.path().c_str(), "error");
+    LoggerRedirectAux(logger, temp.path().c_str(), "aux");
     for (int i = 0; i < 1000; ++i) {
       Log() << "log " << i << "\n";
       LogError() << i << "\n";
@@ -294,10 +246,10 @@ TEST(LoggerDestruction, FlushesFilesOnceAtExit) {
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);
   ASSERT_EQ(status, 0);
-  std::string log = ReadFile(temp.Path("log")),
-              error = ReadFile(temp.Path("error"));
-  std::string aux = ReadFile(temp.Path("aux"));
-  EXPECT_EQ(CountOf(ReadFile(temp.Path("old")), "retired\n"), 1);
+  std::string log = ReadFile(temp.File("log")),
+              error = ReadFile(temp.File("error"));
+  std::string aux = ReadFile(temp.File("aux"));
+  EXPECT_EQ(CountOf(ReadFile(temp.File("old")), "retired\n"), 1);
   EXPECT_EQ(CountOf(log, "\n"), 1000);
   EXPECT_EQ(CountOf(log, " log 999\n"), 1);
   EXPECT_EQ(CountOf(error, "Error: "), 1000);

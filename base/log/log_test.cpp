@@ -25,6 +25,7 @@
 #include <gtest/gtest.h>
 
 #include "base/sync/mutex.h"
+#include "base/testing/test_support.h"
 
 namespace {
 
@@ -46,48 +47,6 @@ std::string PrefixIdsAndTruth() {
   std::regex_match(buffer, match, std::regex(kPrefix));
   return match[1].str() + " " + match[2].str() + "=" + Ids();
 }
-
-std::string ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
-// A temporary file name, removed at scope end.
-struct TempFile {
-  TempFile() {
-    int fd = mkstemp(&path[0]);
-    close(fd);
-  }
-  ~TempFile() { unlink(path.c_str()); }
-  std::string path = "/tmp/log_test.XXXXXX";
-};
-
-// Points descriptor 2 at a file for the scope; Text() ends it.
-class StandardErrorCapture {
- public:
-  StandardErrorCapture() : saved_(dup(2)) {
-    std::clog.flush();
-    int fd = open(file_.path.c_str(), O_WRONLY | O_TRUNC);
-    dup2(fd, 2);
-    close(fd);
-  }
-  ~StandardErrorCapture() { Text(); }
-  std::string Text() {
-    std::clog.flush();
-    if (saved_ >= 0) {
-      dup2(saved_, 2);
-      close(saved_);
-      saved_ = -1;
-    }
-    return ReadFile(file_.path);
-  }
-
- private:
-  TempFile file_;
-  int saved_;
-};
 
 // Points the Logger's channels at strings and puts every field back.
 class LoggerState {
@@ -135,25 +94,14 @@ bool FinishesWhileLogMutexHeld(const std::function<void()>& body) {
 
 // Forks; the child writes report() to a pipe. Returns the text.
 std::string InChild(std::string (*report)()) {
-  int fds[2];
-  EXPECT_EQ(pipe(fds), 0);
-  pid_t child = fork();
-  if (child == 0) {
-    std::string text = report();
-    _exit(write(fds[1], text.data(), text.size()) ==
-                  static_cast<ssize_t>(text.size())
-              ? 0
-              : 1);
-  }
-  close(fds[1]);
   std::string text;
-  char buffer[256];
-  for (ssize_t count; (count = read(fds[0], buffer, sizeof buffer)) > 0;)
-    text.append(buffer, count);
-  close(fds[0]);
-  int status = 0;
-  EXPECT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
+  EXPECT_EQ(qz_test::RunInChild(
+                [report](int out) {
+                  qz_test::WriteAll(out, report());
+                  return 0;
+                },
+                &text),
+            0);
   return text;
 }
 
@@ -228,11 +176,11 @@ TEST(LogPrefix, IdsInNewThreadsAndForkedChildren) {
 }
 
 TEST(Log, BothChannelsReachStandardErrorBeforeRedirection) {
-  StandardErrorCapture capture;
+  qz_test::StderrCapture capture;
   Log() << "Test: trace line " << 7 << ".\n";
   LogError() << "problem.\n";
   LogFlush();
-  std::string text = capture.Text();
+  std::string text = capture.Take();
   EXPECT_TRUE(std::regex_match(
       text, std::regex(kPrefix + "Test: trace line 7\\.\nError: problem\\.\n")))
       << text;
@@ -317,7 +265,7 @@ TEST(Log, NumberBaseResetByLogNotByLogError) {
 }
 
 TEST(LogDirect, WritesWhileAnotherThreadHoldsLogMutex) {
-  StandardErrorCapture capture;
+  qz_test::StderrCapture capture;
   pid_t writer = 0;
   ASSERT_TRUE(FinishesWhileLogMutexHeld([&] {
     writer = ThreadId();
@@ -327,7 +275,7 @@ TEST(LogDirect, WritesWhileAnotherThreadHoldsLogMutex) {
     LogDirectContinue() << "more\n";
     LogDirectStream() << "plain\n";
   })) << "LogDirect waited for LogMutex";
-  std::string text = capture.Text();
+  std::string text = capture.Take();
   std::smatch match;
   ASSERT_TRUE(std::regex_match(text, match,
                                std::regex(kPrefix + "direct\n" + kPrefix +
@@ -340,8 +288,8 @@ TEST(LogDirect, WritesWhileAnotherThreadHoldsLogMutex) {
 // lost (only the line start is locked, so they write nothing after it).
 TEST(Log, LineStartsOfConcurrentThreadsStayWhole) {
   constexpr int kThreads = 4, kLines = 2000;
-  TempFile temp;
-  std::ofstream file(temp.path);
+  qz_test::TempDir temp;
+  std::ofstream file(temp.File("log"));
   std::vector<std::string> ids(kThreads);
   {
     LoggerState state;
@@ -362,7 +310,7 @@ TEST(Log, LineStartsOfConcurrentThreadsStayWhole) {
     LogFlush();
     LoggerInstance().logStream = &state.log;
   }
-  std::string text = ReadFile(temp.path);
+  std::string text = qz_test::ReadFile(temp.File("log"));
   std::map<std::string, int> counts;
   const std::regex prefix(kPrefix);
   size_t end = 0;

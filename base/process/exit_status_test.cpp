@@ -11,13 +11,13 @@
 #include <gtest/gtest.h>
 
 #include "base/process/process_create.h"
-#include "base/process/process_test_support.h"
+#include "base/testing/test_support.h"
 
 namespace {
 
-using process_test::LogCapture;
-using process_test::RunInChild;
-using process_test::WaitStatus;
+using qz_test::LogCapture;
+using qz_test::RunInChild;
+using qz_test::WaitStatus;
 
 pid_t StartShell(const char* script) {
   const char* command[] = {"/bin/sh", "sh", "-c", script, nullptr};
@@ -77,7 +77,7 @@ TEST(ProcessDetach, SurvivorLeadsNewSession) {
       [](int out) -> int {
         if (ProcessDetach() != 1)
           return 1;
-        process_test::WriteAll(out,
+        qz_test::WriteAll(out,
                                getsid(0) == getpid() ? "leader" : "member");
         return 0;
       },

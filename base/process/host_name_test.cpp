@@ -7,13 +7,13 @@
 
 #include <gtest/gtest.h>
 
-#include "base/process/process_test_support.h"
+#include "base/testing/test_support.h"
 #include "base/string/owned_string.h"
 
 namespace {
 
-using process_test::LogCapture;
-using process_test::ScopedEnv;
+using qz_test::LogCapture;
+using qz_test::ScopedEnv;
 
 TEST(ProcessHostName, FromEnvironmentAndLocalNames) {
   for (const char* value :

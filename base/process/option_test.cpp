@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "base/process/process_test_support.h"
+#include "base/testing/test_support.h"
 
 namespace {
 
@@ -112,7 +112,7 @@ TEST_F(OptionTest, EdgeCases) {
        ""},
       {"ab:", {"prog", "file", "-a"}, {{-1, 1, 0, nullptr}}, ""},
   };
-  process_test::StderrCapture capture;
+  qz_test::StderrCapture capture;
   for (int diagnostics : {1, 0}) {
     for (const ScanCase& c : cases) {
       SCOPED_TRACE(testing::PrintToString(c.words));

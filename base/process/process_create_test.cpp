@@ -23,12 +23,12 @@
 
 #include "base/log/log.h"
 #include "base/process/exit_status.h"
-#include "base/process/process_test_support.h"
+#include "base/testing/test_support.h"
 #include "base/sync/mutex.h"
 
 namespace {
 
-using namespace process_test;
+using namespace qz_test;
 
 const char* const kMissing[] = {"/nonexistent/qz-program", "qz-program",
                                 nullptr};

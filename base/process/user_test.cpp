@@ -9,12 +9,12 @@
 
 #include <gtest/gtest.h>
 
-#include "base/process/process_test_support.h"
+#include "base/testing/test_support.h"
 #include "base/string/owned_string.h"
 
 namespace {
 
-using process_test::LogCapture;
+using qz_test::LogCapture;
 
 constexpr const char* kNoName = "qz-no-such-entry";
 constexpr int kNoId = 3999999;

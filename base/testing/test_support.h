@@ -1,8 +1,8 @@
-// Shared by the process module's tests: scoped environment, captured log
+// Shared by the library's tests: scoped environment, captured log
 // and standard error, temporary directories, children watched via /proc.
 
-#ifndef QZ_BASE_PROCESS_PROCESS_TEST_SUPPORT_H_
-#define QZ_BASE_PROCESS_PROCESS_TEST_SUPPORT_H_
+#ifndef QZ_BASE_TESTING_TEST_SUPPORT_H_
+#define QZ_BASE_TESTING_TEST_SUPPORT_H_
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -28,7 +28,7 @@
 
 #include "base/log/logger.h"
 
-namespace process_test {
+namespace qz_test {
 
 // Sets (null: unsets) a variable, putting back what was there at scope end.
 class ScopedEnv {
@@ -81,10 +81,12 @@ class StderrCapture {
  public:
   StderrCapture() : saved_(dup(2)), file_(memfd_create("stderr", MFD_CLOEXEC)) {
     fflush(stderr);
+    std::clog.flush();
     dup2(file_, 2);
   }
   ~StderrCapture() {
     fflush(stderr);
+    std::clog.flush();
     dup2(saved_, 2);
     close(saved_);
     close(file_);
@@ -92,6 +94,7 @@ class StderrCapture {
   // What was written since the last Take, which empties the file.
   std::string Take() {
     fflush(stderr);
+    std::clog.flush();
     std::string text(static_cast<size_t>(lseek(file_, 0, SEEK_END)), '\0');
     text.resize(static_cast<size_t>(
         std::max<ssize_t>(0, pread(file_, &text[0], text.size(), 0))));
@@ -112,7 +115,7 @@ inline int RemoveEntry(const char* path, const struct stat*, int, struct FTW*) {
 class TempDir {
  public:
   TempDir() {
-    char pattern[] = "/tmp/qz-process-XXXXXX";
+    char pattern[] = "/tmp/qz-test-XXXXXX";
     path_ = mkdtemp(pattern) != nullptr ? pattern : "";
   }
   ~TempDir() { nftw(path_.c_str(), RemoveEntry, 16, FTW_DEPTH | FTW_PHYS); }
@@ -241,6 +244,6 @@ inline int RunInChild(const std::function<int(int)>& body,
   return child > 0 ? WaitStatus(child) : -1;
 }
 
-}  // namespace process_test
+}  // namespace qz_test
 
-#endif  // QZ_BASE_PROCESS_PROCESS_TEST_SUPPORT_H_
+#endif  // QZ_BASE_TESTING_TEST_SUPPORT_H_
