@@ -32,6 +32,7 @@ void CheckScanner(const std::string& options,
   int argc = static_cast<int>(words.size());
 
   ProcessOptionError = 0;
+  ProcessOptionArgument = nullptr;
   ProcessOptionIndex = 1;
   ProcessOptionReset = 1;
   // Each call takes at least one letter, so the scan ends within the
@@ -43,9 +44,13 @@ void CheckScanner(const std::string& options,
   int found = 0;
   while ((found = ProcessGetOption(argc, argv.data(), options.c_str())) != -1) {
     FUZZ_CHECK(limit-- > 0);
-    bool listed = found != ':' && strchr(options.c_str(), found) != nullptr;
-    FUZZ_CHECK(listed || found == '?' || found == ':');
-    if (ProcessOptionArgument != nullptr) {
+    const char* letter =
+        found != ':' ? strchr(options.c_str(), found) : nullptr;
+    FUZZ_CHECK(letter != nullptr || found == '?' || found == ':');
+    // After a listed letter the argument is null, or for a letter that
+    // takes one, a pointer into the vector. After '?' and ':' it is left
+    // as it was, as the classic scanner leaves it.
+    if (letter != nullptr && letter[1] == ':') {
       bool inside = false;
       for (int i = 0; i < argc; ++i) {
         const char* word = argv[static_cast<size_t>(i)];
@@ -53,6 +58,8 @@ void CheckScanner(const std::string& options,
                   ProcessOptionArgument <= word + strlen(word);
       }
       FUZZ_CHECK(inside);
+    } else if (letter != nullptr) {
+      FUZZ_CHECK(ProcessOptionArgument == nullptr);
     }
     FUZZ_CHECK(ProcessOptionIndex >= 0 && ProcessOptionIndex <= argc + 1);
   }
