@@ -49,7 +49,11 @@ void CheckScanner(const std::string& options,
     FUZZ_CHECK(letter != nullptr || found == '?' || found == ':');
     // After a listed letter the argument is null, or for a letter that
     // takes one, a pointer into the vector. After '?' and ':' it is left
-    // as it was, as the classic scanner leaves it.
+    // as it was, as the classic scanner leaves it; a listed '?' cannot be
+    // told from an unknown letter, so it is not checked.
+    if (found == '?') {
+      letter = nullptr;
+    }
     if (letter != nullptr && letter[1] == ':') {
       bool inside = false;
       for (int i = 0; i < argc; ++i) {

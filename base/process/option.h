@@ -18,7 +18,8 @@ extern int ProcessOptionError;
 // The option character last examined, an unknown one included.
 extern int ProcessOptionChar;
 // The argument of the last option that takes one, pointing into the argument
-// vector; null after an option without argument.
+// vector; null after an option without argument; left as it was when the
+// scanner returns '?' or ':' (unknown letter or missing argument).
 extern char* ProcessOptionArgument;
 // Non-zero: the next call starts a new argument at ProcessOptionIndex, and
 // clears it. To scan a vector again, set ProcessOptionIndex (normally to 1)
