@@ -114,10 +114,15 @@ std::string Own() {
   return std::to_string(getuid()) + ":" + std::to_string(getgid());
 }
 
-// One outcome of a whole run with QZ_SYSTEM and QZ_ROOT given.
+// One outcome of a whole run with QZ_SYSTEM and QZ_ROOT given: a fake
+// program told how to end (FAKE_RUNNER or FAKE_POST), or a program of the
+// installation removed (mode 0) or made not executable.
 struct Outcome {
   const char* name;
-  void (*setup)(const FakeInstallation&, DriverOptions*);
+  const char* variable;  // null, or set to value
+  const char* value;
+  const char* program;  // null, or "sys/bin/<program>" given mode
+  mode_t mode;
   int exit_status;
   std::string out;  // without the fake programs' own lines
   std::string err;
@@ -131,91 +136,49 @@ void PrintTo(const Outcome& outcome, std::ostream* stream) {
   *stream << outcome.name;
 }
 
-void Nothing(const FakeInstallation&, DriverOptions*) {}
-
 std::vector<Outcome> Outcomes() {
   using Output = DriverOptions::Output;
-  const std::string ran_runner_to_0 =
-      Prepared() + kRunnerStarted + RunnerExited(0) + kPostPrompt;
+  const std::string ran = Prepared() + kRunnerStarted;
+  const std::string ran_to_0 = ran + RunnerExited(0) + kPostPrompt;
   return {
-      {"success", Nothing, 0, ran_runner_to_0 + Removed(), "", true, true,
+      {"success", nullptr, nullptr, nullptr, 0, 0, ran_to_0 + Removed(), "",
+       true, true, Output::kFile, nullptr},
+      {"success through pipes", nullptr, nullptr, nullptr, 0, 0,
+       ran_to_0 + Removed(), "", true, true, Output::kPipe, "ab"},
+      {"runner up to date", "FAKE_RUNNER", "255", nullptr, 0, 255,
+       ran + RunnerExited(255) + kUpToDate + Removed(), "", true, false,
        Output::kFile, nullptr},
-      {"success through pipes", Nothing, 0, ran_runner_to_0 + Removed(), "",
-       true, true, Output::kPipe, "ab"},
-      {"runner up to date",
-       [](const FakeInstallation&, DriverOptions* o) {
-         o->environment["FAKE_RUNNER"] = "255";
-       },
-       255,
-       Prepared() + kRunnerStarted + RunnerExited(255) + kUpToDate + Removed(),
-       "", true, false, Output::kFile, nullptr},
-      {"runner fails",
-       [](const FakeInstallation&, DriverOptions* o) {
-         o->environment["FAKE_RUNNER"] = "5";
-       },
-       5, Prepared() + kRunnerStarted + RunnerExited(5) + Removed(),
-       RunnerError(5) + ExitLine(5), true, false, Output::kPipe, nullptr},
-      {"runner killed by a signal",
-       [](const FakeInstallation&, DriverOptions* o) {
-         o->environment["FAKE_RUNNER"] = "term";
-       },
-       4, Prepared() + kRunnerStarted + RunnerExited(4) + Removed(),
-       RunnerError(4) + ExitLine(4), true, false, Output::kFile, nullptr},
-      {"runner not executable",
-       [](const FakeInstallation& i, DriverOptions*) {
-         chmod(i.Path("sys/bin/qzrunner.bin").c_str(), 0644);
-       },
-       EACCES, Prepared() + kRunnerStarted + RunnerExited(EACCES) + Removed(),
+      {"runner fails", "FAKE_RUNNER", "5", nullptr, 0, 5,
+       ran + RunnerExited(5) + Removed(), RunnerError(5) + ExitLine(5), true,
+       false, Output::kPipe, nullptr},
+      {"runner killed by a signal", "FAKE_RUNNER", "term", nullptr, 0, 4,
+       ran + RunnerExited(4) + Removed(), RunnerError(4) + ExitLine(4), true,
+       false, Output::kFile, nullptr},
+      {"runner not executable", nullptr, nullptr, "sys/bin/qzrunner.bin", 0644,
+       EACCES, ran + RunnerExited(EACCES) + Removed(),
        RunnerError(EACCES) + ExitLine(EACCES), false, false, Output::kPipe,
        nullptr},
-      {"runner missing",
-       [](const FakeInstallation& i, DriverOptions*) {
-         unlink(i.Path("sys/bin/qzrunner.bin").c_str());
-       },
-       ENOENT, Prepared() + kRunnerStarted + RunnerExited(ENOENT) + Removed(),
+      {"runner missing", nullptr, nullptr, "sys/bin/qzrunner.bin", 0, ENOENT,
+       ran + RunnerExited(ENOENT) + Removed(),
        RunnerError(ENOENT) + ExitLine(ENOENT), false, false, Output::kFile,
        nullptr},
-      {"post up to date",
-       [](const FakeInstallation&, DriverOptions* o) {
-         o->environment["FAKE_POST"] = "255";
-       },
-       255, ran_runner_to_0 + Removed(), "", true, true, Output::kFile,
+      {"post up to date", "FAKE_POST", "255", nullptr, 0, 255,
+       ran_to_0 + Removed(), "", true, true, Output::kFile, nullptr},
+      {"post fails", "FAKE_POST", "1", nullptr, 0, 1, ran_to_0 + Removed(),
+       ExitLine(1), true, true, Output::kPipe, "x"},
+      {"post killed by a signal", "FAKE_POST", "term", nullptr, 0, 4,
+       ran_to_0 + Removed(), ExitLine(4), true, true, Output::kFile, nullptr},
+      {"post missing", nullptr, nullptr, "sys/bin/qzpost", 0, ENOENT,
+       ran_to_0 + Removed(), ExitLine(ENOENT), true, false, Output::kFile,
        nullptr},
-      {"post fails",
-       [](const FakeInstallation&, DriverOptions* o) {
-         o->environment["FAKE_POST"] = "1";
-       },
-       1, ran_runner_to_0 + Removed(), ExitLine(1), true, true, Output::kPipe,
-       "x"},
-      {"post killed by a signal",
-       [](const FakeInstallation&, DriverOptions* o) {
-         o->environment["FAKE_POST"] = "term";
-       },
-       4, ran_runner_to_0 + Removed(), ExitLine(4), true, true, Output::kFile,
+      {"post not executable", nullptr, nullptr, "sys/bin/qzpost", 0644, EACCES,
+       ran_to_0 + Removed(), ExitLine(EACCES), true, false, Output::kPipe,
        nullptr},
-      {"post missing",
-       [](const FakeInstallation& i, DriverOptions*) {
-         unlink(i.Path("sys/bin/qzpost").c_str());
-       },
-       ENOENT, ran_runner_to_0 + Removed(), ExitLine(ENOENT), true, false,
-       Output::kFile, nullptr},
-      {"post not executable",
-       [](const FakeInstallation& i, DriverOptions*) {
-         chmod(i.Path("sys/bin/qzpost").c_str(), 0644);
-       },
-       EACCES, ran_runner_to_0 + Removed(), ExitLine(EACCES), true, false,
-       Output::kPipe, nullptr},
-      {"server missing",
-       [](const FakeInstallation& i, DriverOptions*) {
-         unlink(i.Path("sys/bin/qzserver").c_str());
-       },
-       ENOENT, ran_runner_to_0 + Removed(), ExitLine(ENOENT), true, false,
-       Output::kFile, nullptr},
-      {"server not executable",
-       [](const FakeInstallation& i, DriverOptions*) {
-         chmod(i.Path("sys/bin/qzserver").c_str(), 0600);
-       },
-       EACCES, ran_runner_to_0 + Removed(), ExitLine(EACCES), true, false,
+      {"server missing", nullptr, nullptr, "sys/bin/qzserver", 0, ENOENT,
+       ran_to_0 + Removed(), ExitLine(ENOENT), true, false, Output::kFile,
+       nullptr},
+      {"server not executable", nullptr, nullptr, "sys/bin/qzserver", 0600,
+       EACCES, ran_to_0 + Removed(), ExitLine(EACCES), true, false,
        Output::kFile, nullptr},
   };
 }
@@ -229,7 +192,15 @@ TEST_P(UpdateOutcome, OutputStatusAndWhatIsLeft) {
     DriverOptions options = DefaultOptions(installation);
     options.output = outcome.output;
     options.input = outcome.input;
-    outcome.setup(installation, &options);
+    if (outcome.variable != nullptr) {
+      options.environment[outcome.variable] = outcome.value;
+    }
+    if (outcome.program != nullptr) {
+      std::string program = installation.Path(outcome.program);
+      ASSERT_EQ(outcome.mode == 0 ? unlink(program.c_str())
+                                  : chmod(program.c_str(), outcome.mode),
+                0);
+    }
 
     Result result = RunUpdate(installation, options);
 
