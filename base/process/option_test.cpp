@@ -56,8 +56,8 @@ struct ScanCase {
   std::string diagnostics;
 };
 
-// The edge cases; option_bsd_test.cpp compares the common ground with
-// another scanner.
+// The edge cases; the option fuzz target checks the scanner's contract
+// over arbitrary vectors.
 TEST_F(OptionTest, EdgeCases) {
   const ScanCase cases[] = {
       {"ab:",
