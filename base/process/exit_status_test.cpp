@@ -77,8 +77,7 @@ TEST(ProcessDetach, SurvivorLeadsNewSession) {
       [](int out) -> int {
         if (ProcessDetach() != 1)
           return 1;
-        qz_test::WriteAll(out,
-                               getsid(0) == getpid() ? "leader" : "member");
+        qz_test::WriteAll(out, getsid(0) == getpid() ? "leader" : "member");
         return 0;
       },
       &output);

@@ -7,8 +7,8 @@
 
 #include <gtest/gtest.h>
 
-#include "base/testing/test_support.h"
 #include "base/string/owned_string.h"
+#include "base/testing/test_support.h"
 
 namespace {
 

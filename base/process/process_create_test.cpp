@@ -23,8 +23,8 @@
 
 #include "base/log/log.h"
 #include "base/process/exit_status.h"
-#include "base/testing/test_support.h"
 #include "base/sync/mutex.h"
+#include "base/testing/test_support.h"
 
 namespace {
 

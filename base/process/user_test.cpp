@@ -9,8 +9,8 @@
 
 #include <gtest/gtest.h>
 
-#include "base/testing/test_support.h"
 #include "base/string/owned_string.h"
+#include "base/testing/test_support.h"
 
 namespace {
 
