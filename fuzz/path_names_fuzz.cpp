@@ -17,12 +17,12 @@ namespace {
 void CheckProgramPath(char* (*build)(const char*), const std::string& system,
                       const char* name) {
   char* path = build(system.c_str());
-  if (strlen(system.c_str()) == 0) {
+  if (system.empty()) {
     FUZZ_CHECK(path == nullptr);
     return;
   }
   FUZZ_CHECK(path != nullptr);
-  FUZZ_CHECK(std::string(system.c_str()) + "/bin/" + name == path);
+  FUZZ_CHECK(system + "/bin/" + name == path);
   StringReset(&path);
 }
 
