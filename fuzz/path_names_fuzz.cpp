@@ -4,7 +4,6 @@
 // exact concatenation, and a host name that the driver accepts must keep
 // the name a single path component that is not "." or "..".
 
-#include <cstring>
 #include <string>
 
 #include "base/string/owned_string.h"
