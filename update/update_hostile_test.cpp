@@ -16,7 +16,7 @@
 
 #include <gtest/gtest.h>
 
-#include "update/update_test_support.h"
+#include "testing/driver_harness.h"
 
 namespace {
 
@@ -57,7 +57,7 @@ void Runner(const char* mode, DriverOptions* options) {
 }
 
 void Shim(const char* point, DriverOptions* options) {
-  options->environment["LD_PRELOAD"] = UPDATE_TEST_SHIM_PATH;
+  options->environment["LD_PRELOAD"] = QZ_PRELOAD_SHIM_PATH;
   options->environment["SHIM_AFTER"] = point;
   // The sanitizers' runtime would refuse to come after the shim.
   std::string& asan = options->environment["ASAN_OPTIONS"];

@@ -1,6 +1,6 @@
 // End-to-end tests of the qzupdate command: the built driver runs as a
 // process against a throwaway installation whose programs are fakes that
-// record what they see (update_test_child.cpp).
+// record what they see (testing/fake_program.cpp).
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -14,7 +14,7 @@
 
 #include <gtest/gtest.h>
 
-#include "update/update_test_support.h"
+#include "testing/driver_harness.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // Running the built qzupdate against a throwaway installation, for the
 // driver's end-to-end tests.
 
-#ifndef QZ_UPDATE_UPDATE_TEST_SUPPORT_H_
-#define QZ_UPDATE_UPDATE_TEST_SUPPORT_H_
+#ifndef QZ_TESTING_DRIVER_HARNESS_H_
+#define QZ_TESTING_DRIVER_HARNESS_H_
 
 #include <sys/types.h>
 
@@ -15,7 +15,7 @@
 //   sys/bin/qzrunner.bin, sys/bin/qzpost, sys/bin/qzserver   fake programs
 //   root/     an existing personal root directory (QZ_ROOT)
 //   home/     a home directory without .qz
-//   record/   what the fake programs saw (update_test_child.cpp)
+//   record/   what the fake programs saw (fake_program.cpp)
 //   child     the program the fake scripts exec
 class FakeInstallation {
  public:
@@ -124,4 +124,4 @@ std::vector<std::string> EnvironmentStrings(
     const std::map<std::string, std::string>& environment);
 std::vector<char*> Pointers(std::vector<std::string>* strings);
 
-#endif  // QZ_UPDATE_UPDATE_TEST_SUPPORT_H_
+#endif  // QZ_TESTING_DRIVER_HARNESS_H_

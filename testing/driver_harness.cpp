@@ -1,4 +1,4 @@
-#include "update/update_test_support.h"
+#include "testing/driver_harness.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -54,7 +54,7 @@ FakeInstallation::FakeInstallation() {
   for (const char* sub : {"sys", "sys/bin", "root", "home", "record"}) {
     mkdir(Path(sub).c_str(), 0755);
   }
-  std::filesystem::copy_file(UPDATE_TEST_CHILD_PATH, Path("child"));
+  std::filesystem::copy_file(QZ_FAKE_PROGRAM_PATH, Path("child"));
   chmod(Path("child").c_str(), 0755);
   for (const char* name : {"qzrunner.bin", "qzpost", "qzserver"}) {
     WriteScript(Path(std::string("sys/bin/") + name), Path("child"));
