@@ -57,6 +57,7 @@ if [ "$(id -u)" -eq 0 ]; then
   user="$made_user"
 else
   user="$(id -un)"
+  echo "NOTE: not root: the product's user is the caller, so giving files away is not checked"
   vars+=", \"qzupdate_home\": \"$work/home\""
 fi
 own="$(id -u "$user"):$(id -g "$user")"
@@ -70,7 +71,8 @@ runner="runner /dev/null $work/home/.qz $own $own"
 export SUDO_UID=0 SUDO_GID=0 SUDO_USER=root QZ_SYSTEM=/nonexistent \
   QZ_ROOT="$work/stale" QZ_HOME="$work/stale" QZ_CONFIG="$work/stale" \
   QZ_LOGS="$work/stale/logs"
-export HOME="$work/controller" ANSIBLE_NOCOLOR=1 ANSIBLE_RETRY_FILES_ENABLED=0 \
+export HOME="$work/controller" ANSIBLE_REMOTE_TEMP="$work/controller/tmp" \
+  ANSIBLE_NOCOLOR=1 ANSIBLE_RETRY_FILES_ENABLED=0 \
   ANSIBLE_CALLBACKS_ENABLED=junit JUNIT_OUTPUT_DIR="$work/junit"
 
 # report: "<changed> <failed>" counted over the task results of the junit
