@@ -1,6 +1,7 @@
 #include "base/log/log.h"
 
 #include <sched.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -20,9 +21,7 @@ static std::string pauses;
 
 // Stands in for the pause after a failed attempt to open a log file: the
 // tests count the attempts instead of waiting for them.
-void ProcessSleep(int milliseconds) {
-  pauses += std::to_string(milliseconds) + ' ';
-}
+void ProcessSleep(int ms) { pauses += std::to_string(ms) + ' '; }
 
 namespace {
 
@@ -103,8 +102,9 @@ TEST(LogPrefix, ForkedChildShowsItsOwnIds) {
 }
 
 // Log and LogLabel begin a line with the prefix and the decimal base, the
-// level accessors with their word. The direct accessors and a disabled
-// Logger do not wait for LogMutex, here held by a thread that is gone.
+// level accessors with their word. With LogMutex held by a thread that is
+// gone, Log waits (a forked child ends by its alarm), while the direct
+// accessors and a disabled Logger go on.
 TEST(Log, AccessorsBeginTheirLines) {
   qz_test::LogCapture capture;
   Logger& logger = LoggerInstance();
@@ -119,6 +119,8 @@ TEST(Log, AccessorsBeginTheirLines) {
   logger.labels = 0;
   LogLabel("Update") << 3 << '\n';
   std::async(std::launch::async, [] { pthread_mutex_lock(&LogMutex); }).get();
+  int status = qz_test::RunInChild([](int) { return alarm(1), Log(), 0; });
+  EXPECT_EQ(status, SIGALRM);
   std::clog.rdbuf(logger.logStream->rdbuf());
   LogDirect() << 5 << '\n';
   std::clog.rdbuf(logger.savedLogBuffer);
