@@ -67,7 +67,7 @@ const std::string startupText = [] {
   return capture.Text();
 }();
 
-TEST(LogStartup, StaticObjectLogsFromItsConstructor) {
+TEST(LogStartup, StaticInitializerLogsBeforeMain) {
   EXPECT_EQ(startupText, "2\n");
 }
 
