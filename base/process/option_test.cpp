@@ -1,8 +1,7 @@
 #include "base/process/option.h"
 
+#include <iterator>
 #include <sstream>
-#include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -10,146 +9,93 @@
 
 namespace {
 
-// Writable blank-separated words, as a program's argument vector.
-struct Argv {
-  explicit Argv(const std::string& line) {
-    std::istringstream in(line);
-    for (std::string word; in >> word;) {
-      words.push_back(word);
-    }
-    for (std::string& word : words) {
-      pointers.push_back(&word[0]);
-    }
-    pointers.push_back(nullptr);
+// Scans the blank-separated words of a line from `start`, after a reset, up
+// to -1 (ten calls at most): the results (a blank for -1), then the index,
+// the last option character and the last argument: "ab 4bx".
+std::string Scan(const char* options, const char* line, int start = 1) {
+  std::istringstream in(line);
+  std::vector<std::string> words{std::istream_iterator<std::string>(in), {}};
+  std::vector<char*> argv;
+  for (std::string& word : words) {
+    argv.push_back(&word[0]);
   }
-  std::vector<std::string> words;
-  std::vector<char*> pointers;
-};
-
-// Scans on from the current state up to -1 (or ten calls) and describes
-// each call as "<result> <index> <option char>", and after an option letter
-// its argument, if any: "a 2 a; b 4 b x; -1 4 b".
-std::string Scan(const char* options, Argv& argv) {
-  std::string trace;
-  for (int calls = 0, result = 0; result != -1 && calls < 10; ++calls) {
-    result = ProcessGetOption(static_cast<int>(argv.words.size()),
-                              argv.pointers.data(), options);
-    trace += (trace.empty() ? "" : "; ") +
-             (result == -1 ? "-1" : std::string(1, static_cast<char>(result))) +
-             " " + std::to_string(ProcessOptionIndex) + " " +
-             std::string(1, ProcessOptionChar == 0 ? '0' : ProcessOptionChar);
-    if (result != -1 && result != '?' && result != ':' &&
-        ProcessOptionArgument != nullptr) {
-      trace += std::string(" ") + ProcessOptionArgument;
-    }
+  argv.push_back(nullptr);
+  ProcessOptionIndex = start;
+  ProcessOptionReset = 1;
+  ProcessOptionChar = '0';
+  ProcessOptionArgument = nullptr;
+  std::string results;
+  for (int got = 0; got != -1 && results.size() < 10;) {
+    got =
+        ProcessGetOption(static_cast<int>(words.size()), argv.data(), options);
+    results += static_cast<char>(got == -1 ? ' ' : got);
   }
-  return trace;
+  return results + std::to_string(ProcessOptionIndex) +
+         static_cast<char>(ProcessOptionChar) +
+         (ProcessOptionArgument != nullptr ? ProcessOptionArgument : "");
 }
 
 TEST(ProcessGetOption, EdgeCases) {
-  struct Case {
-    const char *options, *words, *trace, *diagnostic;
-  } cases[] = {
-      {"ab:", "prog -a -b x f", "a 2 a; b 4 b x; -1 4 b", ""},
-      {"ab:", "prog -bx", "b 2 b x; -1 2 b", ""},
-      {"ab:", "prog -b -a", "b 3 b -a; -1 3 b", ""},
-      {"ab:", "prog -aab v", "a 1 a; a 1 a; b 3 b v; -1 3 b", ""},
-      {"ab:", "prog -b", "? 2 b; -1 2 b",
-       "prog: option requires an argument -- b\n"},
-      {":ab:", "prog -b", ": 2 b; -1 2 b", ""},
-      {"ab:", "prog -ac", "a 1 a; ? 2 c; -1 2 c",
-       "prog: illegal option -- c\n"},
-      {":ab:", "prog -ca", "? 1 c; a 2 a; -1 2 a", ""},
-      {"a:b", "./tool -:", "? 2 :; -1 2 :", "./tool: illegal option -- :\n"},
-      {"ab:", "prog --verbose -a", "-1 2 0", ""},
-      {"ab:", "prog -a -- -a", "a 2 a; -1 3 a", ""},
-      {"ab:", "prog - -a", "-1 1 -", ""},
-      {"a-", "prog - -a x", "- 2 -; a 3 a; -1 3 a", ""},
-      {"ab:", "prog -a- -b", "a 1 a; -1 1 -", ""},
-      {"ab:", "prog file -a", "-1 1 0", ""},
+  const char* cases[][4] = {
+      // option string, arguments, scan, diagnostic
+      {"ab:", "prog -a -b x f", "ab 4bx", ""},
+      {"ab:", "prog -bx", "b 2bx", ""},
+      {"ab:", "prog -b x -a", "ba 4a", ""},
+      {"ab:", "prog -b -a", "b 3b-a", ""},
+      {"ab:", "prog -aab v", "aab 3bv", ""},
+      {"ab:", "prog -b", "? 2b", "prog: option requires an argument -- b\n"},
+      {":ab:", "prog -b", ": 2b", ""},
+      {"ab:", "prog -ac", "a? 2c", "prog: illegal option -- c\n"},
+      {":ab:", "prog -ca", "?a 2a", ""},
+      {"a:b", "./tool -:", "? 2:", "./tool: illegal option -- :\n"},
+      {"ab:", "prog --verbose -a", " 20", ""},
+      {"ab:", "prog -a -- -a", "a 3a", ""},
+      {"ab:", "prog - -a", " 1-", ""},
+      {"a-", "prog - -a x", "-a 3a", ""},
+      {"ab:", "prog -a- -b", "a 1-", ""},
+      {"ab:", "prog file -a", " 10", ""},
   };
   qz_test::StderrCapture capture;
   for (int diagnostics : {1, 0}) {
-    for (const Case& c : cases) {
-      Argv argv(c.words);
-      ProcessOptionIndex = ProcessOptionReset = 1;
+    for (const auto& c : cases) {
       ProcessOptionError = diagnostics;
-      ProcessOptionChar = 0;
-      EXPECT_EQ(Scan(c.options, argv), c.trace) << c.words;
-      EXPECT_EQ(capture.Take(), diagnostics != 0 ? c.diagnostic : "");
+      EXPECT_EQ(Scan(c[0], c[1]), c[2]) << c[1];
+      EXPECT_EQ(capture.Take(), diagnostics != 0 ? c[3] : "");
     }
   }
+  EXPECT_EQ(Scan("a", "-a", 0), "a 1a");
+  EXPECT_EQ(Scan("a", "prog -a", -1), " -10");
+  EXPECT_EQ(Scan(nullptr, "prog -a"), " 10");
 }
 
-// A null option string changes nothing, not even a pending reset; a reset
-// starts over at the index, and without one the scan goes on where it
-// stopped, also past "--".
-TEST(ProcessGetOption, ResetAndIndex) {
-  Argv first("prog -abc -- -c"), second("other -c"), lone("-a");
-  ProcessOptionIndex = ProcessOptionReset = 1;
-  EXPECT_EQ(ProcessGetOption(4, first.pointers.data(), "abc"), 'a');
-  ProcessOptionIndex = ProcessOptionReset = 1;
-  EXPECT_EQ(Scan(nullptr, second), "-1 1 a");
-  EXPECT_EQ(Scan("abc", second), "c 2 c; -1 2 c");
-  ProcessOptionIndex = ProcessOptionReset = 1;
-  EXPECT_EQ(Scan("abc", first), "a 1 a; b 1 b; c 2 c; -1 3 c");
-  EXPECT_EQ(Scan("abc", first), "c 4 c; -1 4 c");
-  ProcessOptionIndex = 0;
-  EXPECT_EQ(Scan("a", lone), "a 1 a; -1 1 a");
-  ProcessOptionIndex = -1;
-  EXPECT_EQ(Scan("a", first), "-1 -1 a");
-  char* with_null[] = {first.pointers[0], nullptr, first.pointers[1]};
-  ProcessOptionIndex = 1;
-  EXPECT_EQ(ProcessGetOption(3, with_null, "a"), -1);
-}
-
-// A key is checked with limit 0; a value with the limit given.
-TEST(ProcessCheckOptionItem, LimitsAndSeparators) {
+// Items: limit 0 stands for 1024 and ~0 for none; a pair checks its key
+// with limit 0. A list matches a word that it begins with, up to a comma.
+// Escaping hides the separators in control bytes and back.
+TEST(ProcessCheckOptionItem, ListUtilities) {
   const std::string k1023(1023, 'k'), k1024(1024, 'k');
-  const struct {
-    const char* text;
-    uint32_t limit;
-    int expected;
-  } cases[] = {{k1023.c_str(), 0, 1},
-               {k1024.c_str(), 0, -1},
-               {k1023.c_str(), 1023, -1},
-               {k1024.c_str(), 1025, 1},
-               {k1024.c_str(), ~0U, 1},
-               {"", 1, 1},
-               {"x", 1, -1},
-               {"a=b", ~0U, -1},
-               {"a,b", ~0U, -1},
-               {nullptr, ~0U, -1},
-               {"a b\x1d\x1e", 0, 1}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(ProcessCheckOptionItem(c.text, c.limit), c.expected);
-    EXPECT_EQ(ProcessCheckOptionPair("key", c.text, c.limit), c.expected);
-    if (c.limit == 0) {
-      EXPECT_EQ(ProcessCheckOptionPair(c.text, "value", ~0U), c.expected);
-    }
+  const char* texts[] = {k1023.c_str(), k1024.c_str(), k1023.c_str(),
+                         k1024.c_str(), k1024.c_str(), "",
+                         "x",           "a=b",         "a,b",
+                         nullptr,       "a b\x1d\x1e"};
+  const uint32_t limits[] = {0, 0, 1023, 1025, ~0U, 1, 1, ~0U, ~0U, ~0U, 0};
+  // Pairs of a list and a word.
+  const char* matches[] = {"alpha,beta", "alpha",  "alpha",      "alpha",
+                           ",x",         "",       "alpha,beta", "alp",
+                           "alpha,beta", "beta",   "alpha",      "alphabet",
+                           "alpha,",     "alpha,", "x",          "",
+                           nullptr,      "x",      "x",          nullptr};
+  std::string results;
+  for (int i = 0; i < 11; ++i) {
+    results +=
+        std::to_string(ProcessCheckOptionItem(texts[i], limits[i])) + " ";
   }
-}
-
-TEST(ProcessMatchOption, ListBeginsWithTheWord) {
-  const struct {
-    const char *list, *word;
-    int expected;
-  } cases[] = {{"alpha,beta", "alpha", 1},
-               {"alpha,beta", "alp", 0},
-               {"alpha,beta", "beta", 0},
-               {"alpha", "alphabet", 0},
-               {"alpha", "alpha", 1},
-               {"alpha,", "alpha,", 0},
-               {",x", "", 1},
-               {"x", "", 0},
-               {nullptr, "x", 0},
-               {"x", nullptr, 0}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(ProcessMatchOption(c.list, c.word), c.expected) << c.word;
+  for (int i = 0; i < 20; i += 2) {
+    results += std::to_string(ProcessMatchOption(matches[i], matches[i + 1]));
   }
-}
-
-TEST(ProcessEscapeOption, SeparatorsBecomeControlBytes) {
+  EXPECT_EQ(results, "1 -1 -1 1 1 1 -1 -1 -1 -1 1 1110000000");
+  EXPECT_EQ(ProcessCheckOptionPair("key", "value", 0), 1);
+  EXPECT_EQ(ProcessCheckOptionPair(k1024.c_str(), "value", ~0U), -1);
+  EXPECT_EQ(ProcessCheckOptionPair("key", "vv", 2), -1);
   char text[] = "a=b, c";
   ProcessEscapeOption(text);
   EXPECT_STREQ(text,
