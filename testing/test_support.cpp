@@ -2,7 +2,6 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <ftw.h>
 #include <grp.h>
 #include <signal.h>
 #include <stdio.h>
@@ -11,13 +10,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <regex>
-#include <vector>
+#include <set>
 
 #include <gtest/gtest.h>
 
@@ -36,27 +35,6 @@ ScopedEnv::~ScopedEnv() {
   old_ ? setenv(name_.c_str(), old_->c_str(), 1) : unsetenv(name_.c_str());
 }
 
-namespace {
-
-// Gives the owner back every permission a test took away, then removes.
-int Remove(const char* path, const struct stat* record, int type,
-           struct FTW*) {
-  if (type == FTW_DP) {
-    chmod(path, record->st_mode | S_IRWXU);
-  }
-  return remove(path);
-}
-
-int AllowEntry(const char* path, const struct stat* record, int type,
-               struct FTW*) {
-  if (type == FTW_D || type == FTW_DNR) {
-    chmod(path, (record->st_mode & 07777) | S_IRWXU);
-  }
-  return 0;
-}
-
-}  // namespace
-
 TempDir::TempDir() {
   char pattern[] = "/tmp/qz-test-XXXXXX";
   EXPECT_NE(mkdtemp(pattern), nullptr) << strerror(errno);
@@ -65,54 +43,43 @@ TempDir::TempDir() {
 }
 
 TempDir::~TempDir() {
-  nftw(path_.c_str(), AllowEntry, 16, FTW_PHYS);
-  nftw(path_.c_str(), Remove, 16, FTW_DEPTH | FTW_PHYS);
+  EXPECT_EQ(system(("chmod -R u+rwx " + path_ + " && rm -r " + path_).c_str()),
+            0);
 }
 
-ScopedFd::~ScopedFd() {
-  if (fd_ >= 0) {
-    close(fd_);
-  }
-}
+ScopedFd::~ScopedFd() { close(fd_); }
 
 LogCapture::LogCapture()
-    : saved_log_(LoggerInstance().logStream),
-      saved_error_(LoggerInstance().errorStream),
-      saved_enabled_(LoggerInstance().enabled),
-      saved_labels_(LoggerInstance().labels) {
-  Logger& logger = LoggerInstance();
-  logger.logStream = &text_;
-  logger.errorStream = &text_;
-  logger.enabled = 1;
+    : saved_{LoggerInstance().logStream, LoggerInstance().errorStream},
+      savedSwitches_{LoggerInstance().enabled, LoggerInstance().labels} {
+  LoggerInstance().logStream = LoggerInstance().errorStream = &text_;
+  LoggerInstance().enabled = 1;
 }
 
 LogCapture::~LogCapture() {
   Logger& logger = LoggerInstance();
-  logger.logStream = saved_log_;
-  logger.errorStream = saved_error_;
-  logger.enabled = saved_enabled_;
-  logger.labels = saved_labels_;
+  logger.logStream = saved_[0];
+  logger.errorStream = saved_[1];
+  logger.enabled = savedSwitches_[0];
+  logger.labels = savedSwitches_[1];
 }
 
 std::string LogCapture::Text() const {
   static const std::regex prefix(
       "(\\d+) \\d+ \\d\\d:\\d\\d:\\d\\d \\d{3}\\.\\d{3} ");
-  const std::string pid = std::to_string(getpid());
   std::istringstream lines(text_.str());
   std::string result;
-  for (std::string line; std::getline(lines, line);) {
+  for (std::string line; std::getline(lines, line); result += line + "\n") {
     std::smatch match;
     if (std::regex_search(line, match, prefix,
                           std::regex_constants::match_continuous) &&
-        match[1] == pid) {
+        match[1] == std::to_string(getpid())) {
       line.erase(0, static_cast<size_t>(match.length(0)));
     } else if (!line.empty() && isdigit(static_cast<unsigned char>(line[0]))) {
       line.insert(0, "<bad prefix>");
     }
-    result += line + "\n";
   }
-  const std::string& raw = text_.str();
-  if (!raw.empty() && raw.back() != '\n') {
+  if (!text_.str().empty() && text_.str().back() != '\n') {
     result.pop_back();  // the last line has no end yet
   }
   return result;
@@ -126,8 +93,7 @@ StderrCapture::StderrCapture()
 }
 
 StderrCapture::~StderrCapture() {
-  fflush(stderr);
-  std::clog.flush();
+  Take();
   dup2(saved_, 2);
   close(saved_);
   close(file_);
@@ -136,8 +102,7 @@ StderrCapture::~StderrCapture() {
 std::string StderrCapture::Take() {
   fflush(stderr);
   std::clog.flush();
-  lseek(file_, 0, SEEK_SET);
-  std::string text = ReadAll(file_);
+  std::string text = ReadFile("/proc/self/fd/" + std::to_string(file_));
   EXPECT_EQ(ftruncate(file_, 0), 0);
   lseek(file_, 0, SEEK_SET);
   return text;
@@ -166,10 +131,10 @@ int RunInChild(const std::function<int(int)>& body, std::string* output) {
 }
 
 bool DropPrivileges() {
-  if (geteuid() == 0) {
-    static_cast<void>(setgroups(0, nullptr));
-    static_cast<void>(setresgid(65534, 65534, 65534));
-    static_cast<void>(setresuid(65534, 65534, 65534));
+  if (geteuid() == 0 &&
+      (setgroups(0, nullptr) != 0 || setresgid(65534, 65534, 65534) != 0 ||
+       setresuid(65534, 65534, 65534) != 0)) {
+    return false;
   }
   return geteuid() != 0 && getuid() != 0;
 }
@@ -186,63 +151,49 @@ int WaitStatus(pid_t child, bool kill_first) {
 }
 
 std::map<int, std::string> Descriptors(pid_t process) {
+  namespace fs = std::filesystem;
+  const std::string listed = "/proc/" + std::to_string(process) + "/fd";
   std::map<int, std::string> result;
-  std::string directory = "/proc/" + std::to_string(process) + "/fd";
-  DIR* listing = opendir(directory.c_str());
-  if (listing == nullptr) {
-    return result;
-  }
-  int own = process == getpid() ? dirfd(listing) : -1;
-  while (struct dirent* entry = readdir(listing)) {
-    int fd = atoi(entry->d_name);
-    if (entry->d_name[0] != '.' && fd != own) {
-      char target[4096];
-      std::string link = directory + "/" + entry->d_name;
-      ssize_t length = readlink(link.c_str(), target, sizeof target);
-      result[fd] = std::string(target, static_cast<size_t>(std::max<ssize_t>(
-                                           length, 0)));
+  std::error_code error;
+  for (const auto& entry : fs::directory_iterator(listed, error)) {
+    std::string link = fs::read_symlink(entry.path(), error);
+    if (link != listed) {  // the listing's own descriptor
+      result[std::stoi(entry.path().filename())] = link;
     }
   }
-  closedir(listing);
   return result;
 }
 
 std::string ReadAll(int fd) {
   std::string text;
   char chunk[4096];
-  for (;;) {
-    ssize_t count = read(fd, chunk, sizeof chunk);
+  for (ssize_t count; (count = read(fd, chunk, sizeof chunk)) != 0;) {
     if (count > 0) {
       text.append(chunk, static_cast<size_t>(count));
-    } else if (count == 0 || errno != EINTR) {
-      return text;
+    } else if (errno != EINTR) {
+      break;
     }
   }
+  return text;
 }
 
 void WriteAll(int fd, const std::string& text) {
   for (size_t done = 0; done < text.size();) {
     ssize_t count = write(fd, text.data() + done, text.size() - done);
-    if (count > 0) {
-      done += static_cast<size_t>(count);
-    } else if (errno != EINTR) {
+    if (count < 0 && errno != EINTR) {
       return;
     }
+    done += static_cast<size_t>(std::max<ssize_t>(count, 0));
   }
 }
 
 std::string ReadFile(const std::string& path) {
-  int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  std::string text = fd < 0 ? "" : ReadAll(fd);
-  close(fd);
-  return text;
+  std::ifstream file(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 void WriteFile(const std::string& path, const std::string& text) {
-  int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-  EXPECT_GE(fd, 0) << path << ": " << strerror(errno);
-  WriteAll(fd, text);
-  close(fd);
+  EXPECT_TRUE(std::ofstream(path, std::ios::binary) << text) << path;
 }
 
 std::string DescribePath(const std::string& path) {
@@ -257,23 +208,16 @@ std::string DescribePath(const std::string& path) {
 }
 
 std::string ListDirectory(const std::string& path) {
-  std::vector<std::string> names;
-  if (DIR* directory = opendir(path.c_str())) {
-    while (dirent* entry = readdir(directory)) {
-      if (strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0) {
-        names.push_back(entry->d_name);
-      }
-    }
-    closedir(directory);
+  std::set<std::string> names;
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(path, error)) {
+    names.insert(entry.path().filename());
   }
-  std::sort(names.begin(), names.end());
   std::string text;
   for (const std::string& name : names) {
     text += (text.empty() ? "" : " ") + name;
   }
   return text;
 }
-
-std::string ErrorText(int code) { return strerror(code); }
 
 }  // namespace qz_test

@@ -21,23 +21,19 @@ class ScopedEnv {
  public:
   ScopedEnv(const char* name, const char* value);
   ~ScopedEnv();
-  ScopedEnv(const ScopedEnv&) = delete;
-  ScopedEnv& operator=(const ScopedEnv&) = delete;
 
  private:
   std::string name_;
   std::optional<std::string> old_;
 };
 
-// A new directory under /tmp (mode 0755, so that a user the test drops to
-// can reach what lies below), removed with all it holds at scope end, also
+// A new directory under /tmp (mode 0755, so that a user a test drops to can
+// reach what lies below), removed with all it holds at scope end, also
 // where a test took permissions away.
 class TempDir {
  public:
   TempDir();
   ~TempDir();
-  TempDir(const TempDir&) = delete;
-  TempDir& operator=(const TempDir&) = delete;
   const std::string& path() const { return path_; }
   std::string File(const std::string& name) const { return path_ + "/" + name; }
 
@@ -48,10 +44,8 @@ class TempDir {
 // A descriptor closed at scope end.
 class ScopedFd {
  public:
-  explicit ScopedFd(int fd = -1) : fd_(fd) {}
+  explicit ScopedFd(int fd) : fd_(fd) {}
   ~ScopedFd();
-  ScopedFd(const ScopedFd&) = delete;
-  ScopedFd& operator=(const ScopedFd&) = delete;
   int get() const { return fd_; }
 
  private:
@@ -65,22 +59,16 @@ class LogCapture {
  public:
   LogCapture();
   ~LogCapture();
-  LogCapture(const LogCapture&) = delete;
-  LogCapture& operator=(const LogCapture&) = delete;
   // What was written, with the line prefix taken off each line that has
-  // one. A prefix is checked: this process's id, then a thread id, the time
-  // as "HH:MM:SS mmm.uuu" and one blank; a line that begins with a digit
-  // but not with such a prefix shows as "<bad prefix>" and the rest.
+  // one. A prefix is checked: this process's id, a thread id, the time as
+  // "HH:MM:SS mmm.uuu" and one blank; a line that begins with a digit but
+  // not with such a prefix shows as "<bad prefix>" and the rest.
   std::string Text() const;
-  std::string Raw() const { return text_.str(); }
-  void Clear() { text_.str(""); }
 
  private:
   std::ostringstream text_;
-  std::ostream* saved_log_;
-  std::ostream* saved_error_;
-  int saved_enabled_;
-  int saved_labels_;
+  std::ostream* saved_[2];
+  int savedSwitches_[2];
 };
 
 // Sends descriptor 2 into an anonymous file for its lifetime.
@@ -88,8 +76,6 @@ class StderrCapture {
  public:
   StderrCapture();
   ~StderrCapture();
-  StderrCapture(const StderrCapture&) = delete;
-  StderrCapture& operator=(const StderrCapture&) = delete;
   // What was written since the last Take (stdio and std::clog flushed).
   std::string Take();
 
@@ -125,8 +111,6 @@ void WriteFile(const std::string& path, const std::string& text);
 std::string DescribePath(const std::string& path);
 // The names in a directory, sorted, joined with blanks.
 std::string ListDirectory(const std::string& path);
-// The platform's text for an error number, copied.
-std::string ErrorText(int code);
 
 }  // namespace qz_test
 
