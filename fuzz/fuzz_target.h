@@ -1,8 +1,8 @@
 // What every fuzz target shares: the entry point that the fuzzing engine
 // and the replay main call, a check that reports a finding, and a reader
-// that cuts a fuzzer's input into the pieces a target needs: single bytes and
-// NUL-terminated strings. Taking past the end gives 0 and empty strings, so
-// that every input, however short, is a valid case.
+// that cuts a fuzzer's input into single bytes and NUL-terminated strings.
+// Taking past the end gives 0 and empty strings, so that every input,
+// however short, is a valid case.
 
 #ifndef QZ_FUZZ_FUZZ_TARGET_H_
 #define QZ_FUZZ_FUZZ_TARGET_H_
@@ -29,35 +29,27 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 class FuzzInput {
  public:
-  FuzzInput(const uint8_t* data, size_t size) : data_(data), size_(size) {}
-
-  uint8_t TakeByte() { return offset_ < size_ ? data_[offset_++] : 0; }
-
-  // The bytes up to the next NUL (consumed, not returned) or the end.
+  FuzzInput(const uint8_t* data, size_t size)
+      : text_(reinterpret_cast<const char*>(data), size) {}
+  bool Empty() const { return offset_ >= text_.size(); }
+  uint8_t TakeByte() { return Empty() ? 0 : text_[offset_++]; }
+  // The bytes up to the next NUL (taken, not returned) or the end.
   std::string TakeString() {
-    std::string text;
-    while (offset_ < size_ && data_[offset_] != 0) {
-      text.push_back(static_cast<char>(data_[offset_++]));
-    }
-    if (offset_ < size_) {
-      ++offset_;
-    }
-    return text;
+    std::string taken =
+        Empty() ? ""
+                : text_.substr(offset_, text_.find('\0', offset_) - offset_);
+    offset_ += taken.size() + 1;
+    return taken;
   }
-
   // Everything not taken yet.
   std::string TakeRest() {
-    std::string text(reinterpret_cast<const char*>(data_) + offset_,
-                     size_ - offset_);
-    offset_ = size_;
-    return text;
+    std::string rest = Empty() ? "" : text_.substr(offset_);
+    offset_ = text_.size();
+    return rest;
   }
 
-  bool Empty() const { return offset_ >= size_; }
-
  private:
-  const uint8_t* data_;
-  size_t size_;
+  std::string text_;
   size_t offset_ = 0;
 };
 
