@@ -39,8 +39,7 @@ ScopedEnv::~ScopedEnv() {
 namespace {
 
 // Gives the owner back every permission a test took away, then removes.
-int Remove(const char* path, const struct stat* record, int type,
-           struct FTW*) {
+int Remove(const char* path, const struct stat* record, int type, struct FTW*) {
   if (type == FTW_DP) {
     chmod(path, record->st_mode | S_IRWXU);
   }
@@ -199,8 +198,8 @@ std::map<int, std::string> Descriptors(pid_t process) {
       char target[4096];
       std::string link = directory + "/" + entry->d_name;
       ssize_t length = readlink(link.c_str(), target, sizeof target);
-      result[fd] = std::string(target, static_cast<size_t>(std::max<ssize_t>(
-                                           length, 0)));
+      result[fd] = std::string(
+          target, static_cast<size_t>(std::max<ssize_t>(length, 0)));
     }
   }
   closedir(listing);
