@@ -15,7 +15,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 
 namespace {
@@ -25,10 +24,8 @@ Function Real(const char* name) {
   return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
 }
 
-bool Acting(const char* point) {
-  const char* after = getenv("SHIM_AFTER");
-  return after != nullptr && strcmp(after, point) == 0;
-}
+// The point SHIM_AFTER names, or "".
+const std::string kAfter = getenv("SHIM_AFTER") ? getenv("SHIM_AFTER") : "";
 
 }  // namespace
 
@@ -36,7 +33,7 @@ extern "C" int mkdirat(int parent, const char* name, mode_t mode) {
   int result =
       Real<int (*)(int, const char*, mode_t)>("mkdirat")(parent, name, mode);
   std::string moved = name + std::string(".moved");
-  if (result == 0 && Acting("mkdir") && strncmp(name, "M-", 2) == 0 &&
+  if (result == 0 && kAfter == "mkdir" && moved.compare(0, 2, "M-") == 0 &&
       (renameat(parent, name, parent, moved.c_str()) != 0 ||
        symlinkat(getenv("FAKE_TARGET"), parent, name) != 0)) {
     perror("shim: mkdir");
@@ -47,7 +44,8 @@ extern "C" int mkdirat(int parent, const char* name, mode_t mode) {
 extern "C" int fchown(int fd, uid_t user, gid_t group) {
   int result = Real<int (*)(int, uid_t, gid_t)>("fchown")(fd, user, group);
   struct stat record = {};
-  if (Acting("fchown") && fstat(fd, &record) == 0 && S_ISDIR(record.st_mode) &&
+  if (kAfter == "fchown" && fstat(fd, &record) == 0 &&
+      S_ISDIR(record.st_mode) &&
       symlinkat(getenv("FAKE_TARGET"), fd, "session") != 0) {
     perror("shim: fchown");
   }
@@ -55,10 +53,9 @@ extern "C" int fchown(int fd, uid_t user, gid_t group) {
 }
 
 extern "C" int unlinkat(int parent, const char* name, int flags) {
-  const char* keep = getenv("QZ_TEST_REC");
-  if (flags == 0 && keep != nullptr && strcmp(name, "session") == 0 &&
-      linkat(parent, name, AT_FDCWD, (keep + std::string("/session")).c_str(),
-             0) != 0) {
+  std::string kept = getenv("QZ_TEST_REC") + std::string("/session");
+  if (flags == 0 && std::string(name) == "session" &&
+      linkat(parent, name, AT_FDCWD, kept.c_str(), 0) != 0) {
     perror("shim: keeping the session");
   }
   return Real<int (*)(int, const char*, int)>("unlinkat")(parent, name, flags);

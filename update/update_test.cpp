@@ -1,10 +1,10 @@
 // The qzupdate command end to end, as one table of scenarios, then unit
 // tests of the helpers that no run reaches. A scenario runs the built
 // driver in a throwaway installation whose programs are fakes
-// (testing/fake_program.cpp) and whose session file is kept when the
-// driver removes it (testing/preload_shim.cpp), and compares all that the
-// run shows: exit status, standard output and error, what the programs
-// saw, the session file and what is left in the personal root and home.
+// (testing/fake_program.sh) and whose session file is kept when the driver
+// removes it (testing/preload_shim.cpp), and compares all that the run
+// shows: exit status, standard output and error, what the programs saw,
+// the session file and what is left in the personal root and home.
 
 #include "update/update.h"
 
@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <iostream>
@@ -19,8 +20,6 @@
 #include <regex>
 #include <sstream>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -29,22 +28,24 @@
 
 namespace {
 
+using std::string_literals::operator""s;
+
 // A scenario: script is shell run in the installation $T (see kSetup) that
 // ends by exec'ing the driver; it may begin with token definitions
-// "{name}=text;". shows is the expected standard output, standard error,
-// what the programs saw, the session file and what is left, separated by
-// '|' (the last ones may be left out), with tokens: "{name}" or "{name
-// args}" stands for the text of that name (looked up with its args first),
-// with "$" in it replaced by the args and "$1", "$2" by their words;
-// "{text N}" is the platform's text of error N, "{long N}" a path of N
-// characters. In what the run shows, "<T>" is the installation, "<L>" the
-// run's log directory, "<pid>" and "<id>" the process id and random id in
-// other log directory names, "<n>" a child's process id, "<prefix>" the
-// driver's log line prefix and "me" the test's user.
+// "{name}=text;". shows is the exit status, standard output, standard
+// error, what the programs saw, the session file and what is left,
+// separated by '|' (empty ones at the end may be left out), with tokens:
+// "{name}" or "{name args}" stands for the text of that name (looked up
+// with its args first), with "$" in it replaced by the args and "$1", "$2"
+// by their words; "{text N}" is the platform's text of error N, "{long N}"
+// a path of N characters. In what the run shows, "<T>" is the
+// installation, "<L>" the run's log directory, "<pid>" and "<id>" the
+// process id and random id in other log directory names, "<n>" a child's
+// process id, "<prefix>" the driver's log line prefix and "me" the test's
+// user.
 struct Row {
   const char* name;
   const char* script;
-  int status;
   const char* shows;
 };
 
@@ -52,100 +53,93 @@ void PrintTo(const Row& row, std::ostream* stream) { *stream << row.name; }
 
 const char* const kTokens[] = {
     // Standard output.
-    "set=Update: Set owner method called.\n{ids}",
-    "ids=",
-    "uid=Update: Using user id '$'.\n",
-    "gid=Update: Using group id '$'.\n",
-    "prompt={set}Update: Using log directory '<L>'.\n{set}Update: Going to "
-    "start update runner.\nUpdate: Press any key to start qzrunner (it will "
-    "download files).\n",
-    "run={prompt}Update: ACTION! Starting update runner "
-    "'<T>/sys/bin/qzrunner.bin'.\nUpdate: Waiting update runner  with pid "
-    "<n>.\nUpdate: Update runner exited with code $.\n",
-    "ok={run 0}Update: New version downloaded, going to install it.\nUpdate: "
-    "Going to start post update application.\nUpdate: Press any key to start "
-    "qzpost (it will install files).\nUpdate: File already exists.\n",
-    "rmfile=Update: Successfully removed log file $/session.\n",
-    "removed={rmfile $}Update: Successfully removed log directory '$'.\n",
-    "clean={removed <L>}",
-    "current=Update: Velmora version is up to date.\n",
-    "usage=Update: ERROR! Invalid command, please use '--upgrade' parameter.\n",
-    "noroot=Update: WARNING! No environment for QZ_ROOT.\n",
-    "nohome={noroot}Update: WARNING! No environment for QZ_HOME.\n",
-    "assume=Update: Assuming QZ user's home directory '$'.\n",
-    "home={noroot}{assume <T>/home}Update: Assuming QZ root directory in the "
-    "user's home '<T>/home'.\n",
-    "made=Update: WARNING! Creating directory '<T>/home/.qz'.\n{set}",
-    "root=Update: Assuming QZ root directory '<T>/home/.qz'.\n",
-    "success=Update: Update finished successfully.\n",
+    "{set}=Update: Set owner method called.\n{ids}",
+    "{ids}=", "{uid}=Update: Using user id '$'.\n",
+    "{gid}=Update: Using group id '$'.\n",
+    "{logs}={set}Update: Using log directory '<L>'.\n{set}",
+    "{key}=Update: Press any key to start $1 (it will $2 files).\n",
+    "{going}=Update: Going to start update runner.\n{key qzrunner download}",
+    "{prompt}={logs}{going}", "{run}={prompt}{starting}{waitrun}{ran $}",
+    "{starting}=Update: ACTION! Starting update runner '{bin}/qzrunner.bin'.\n",
+    "{waitrun}=Update: Waiting update runner  with pid <n>.\n",
+    "{ran}=Update: Update runner exited with code $.\n",
+    "{ok}={run 0}{installing}{going2}{key qzpost install}{exists}",
+    "{installing}=Update: New version downloaded, going to install it.\n",
+    "{going2}=Update: Going to start post update application.\n",
+    "{exists}=Update: File already exists.\n",
+    "{rmfile}=Update: Successfully removed log file $/session.\n",
+    "{removed}={rmfile $}Update: Successfully removed log directory '$'.\n",
+    "{clean}={removed <L>}",
+    "{current}=Update: Velmora version is up to date.\n",
+    "{usage}=Update: ERROR! Invalid command, please use '--upgrade' "
+    "parameter.\n",
+    "{noroot}=Update: WARNING! No environment for QZ_ROOT.\n",
+    "{nohome}={noroot}Update: WARNING! No environment for QZ_HOME.\n",
+    "{assume}=Update: Assuming QZ user's home directory '$'.\n",
+    "{home}={noroot}{assume <T>/home}{inhome}",
+    "{inhome}=Update: Assuming QZ root directory in the user's home "
+    "'<T>/home'.\n",
+    "{made}=Update: WARNING! Creating directory '<T>/home/.qz'.\n{set}",
+    "{root}=Update: Assuming QZ root directory '<T>/home/.qz'.\n",
+    "{success}=Update: Update finished successfully.\n",
     // Standard error.
-    "exit=Update: ERROR! Exiting with update error '$', '{text $}'.\n",
-    "stop=Update: ERROR! Error is $, '{text $}'.\n{exit $}",
-    "nologs=Update: WARNING! Could not find log directory to remove.\n",
-    "HOME=Update: ERROR!  HOME is '$'.\n",
-    "nohomeenv=Update: ERROR! No environment for HOME.\n",
-    "invalid=Update: ERROR! Invalid value for the QZ home directory '$'.\n",
-    "empty=Update: ERROR! Home path is empty.\n",
-    "noenv=Update: ERROR! Can not find environment for QZ_ROOT.\n{exit "
-    "2}{nologs}",
-    "nodir=Update: WARNING! Could not create log directory '$1'. Error is "
-    "'{text $2}'\nUpdate: WARNING! Could not create log directory.\n{nologs}",
-    "baduid=Update: WARNING! SUDO_UID is not set properly.\n",
-    "badgid=Update: WARNING! SUDO_GID is not set properly.\n",
-    "refused=<prefix> File: ERROR! Can't change ownership of '$1'.\n<prefix> "
-    "File: ERROR! Error is $2, {text $2}.\n",
-    "notgiven=Update: WARNING! Failed to change ownership of $1 '$2'. Error is "
-    "'{text $3}'.\n",
-    "nosession=Update: WARNING! File '<L>/session' does not exist.\n",
-    "dirfail=Update: WARNING! Failed while removing log directory '<L>'. Error "
-    "is '{text $}'.\n",
-    "unsafe=Update: Could not redirect stdout to '<L>/session'.\n",
+    "{exit}=Update: ERROR! Exiting with update error '$', '{text $}'.\n",
+    "{stop}=Update: ERROR! Error is $, '{text $}'.\n{exit $}",
+    "{fail}={exit $}{nologs}",
+    "{nologs}=Update: WARNING! Could not find log directory to remove.\n",
+    "{HOME}=Update: ERROR!  HOME is '$'.\n",
+    "{nohomeenv}=Update: ERROR! No environment for HOME.\n",
+    "{invalid}=Update: ERROR! Invalid value for the QZ home directory '$'.\n",
+    "{empty}=Update: ERROR! Home path is empty.\n",
+    "{noenv}=Update: ERROR! Can not find environment for QZ_ROOT.\n{fail 2}",
+    "{cannot}=Update: WARNING! Could not create log directory",
+    "{nodir}={cannot} '$1'. Error is '{text $2}'\n{cannot}.\n{nologs}",
+    "{baduid}=Update: WARNING! SUDO_UID is not set properly.\n",
+    "{badgid}=Update: WARNING! SUDO_GID is not set properly.\n",
+    "{refused}=<prefix> File: ERROR! Can't change ownership of '$1'.\n{why2 "
+    "$2}",
+    "{why2}=<prefix> File: ERROR! Error is $, {text $}.\n",
+    "{notgiven}=Update: WARNING! Failed to change ownership of $1 '$2'{why $3}",
+    "{why}=. Error is '{text $}'.\n",
+    "{nosession}=Update: WARNING! File '<L>/session' does not exist.\n",
+    "{dirfail}=Update: WARNING! Failed while removing log directory '<L>'{why "
+    "$}",
+    "{unsafe}=Update: Could not redirect stdout to '<L>/session'.\n",
     // What the programs see.
-    "both={seen runner}{seen post}",
-    "seen={args $}\n{vars}\n{modes $}\nfds 0:{fd0 $} 1:{fd1 $} 2:{fd2} pos "
-    "{pos $}\n{sig}{copy $}",
-    "pos=0",
-    "args runner=qzrunner.bin --update background",
-    "args post=qzpost -s <T>/sys/bin/qzserver",
-    "vars=LD_LIBRARY_PATH=/caller/lib {config}QZ_LOGS=<L> QZ_ROOT={R} "
-    "QZ_SYSTEM=<T>/sys ",
-    "R=<T>/root",
-    "config=",
-    "modes=logs 700 {owner} session 600 {owner}",
-    "owner=me",
-    "fd0=/dev/null",
-    "fd1=<T>/rec/out",
-    "fd1 post=<L>/session",
-    "fd2=<T>/rec/err",
-    "sig=SigBlk:\t0000000000000000\nSigIgn:\t{ignored}\n",
-    "ignored=0000000000000000",
-    "copy=",
-    "copy post={s0}",
+    "{both}={seen runner}{seen post}",
+    "{seen}={args $}\n{vars}\n{modes $}\n{fds $}{sig}{copy $}",
+    "{args runner}=qzrunner.bin --update background",
+    "{args post}=qzpost -s {bin}/qzserver", "{bin}=<T>/sys/bin",
+    "{vars}={lib}{config}QZ_LOGS=<L> QZ_ROOT={R} QZ_SYSTEM=<T>/sys ",
+    "{lib}=LD_LIBRARY_PATH=/caller/lib ", "{R}=<T>/root",
+    "{config}=", "{modes}=logs 700 {owner} session 600 {owner}", "{owner}=me",
+    "{fds}=fds 0:{fd0 $} 1:{fd1 $} 2:{fd2} pos {pos $}\n", "{fd0}=/dev/null",
+    "{fd1}=<T>/rec/out", "{fd1 post}=<L>/session", "{fd2}=<T>/rec/err",
+    "{pos}=0", "{sig}=SigBlk:\t0000000000000000\nSigIgn:\t{ignored}\n",
+    "{ignored}=0000000000000000", "{copy}=", "{copy post}={s0}",
     // The session file.
-    "log=<prefix> Update: $.\n",
-    "redirected=Update: Redirected stdout to '<L>/session'.\n",
-    "s0={redirected}{logged}",
-    "logged={log ACTION! Executing post update program "
-    "'<T>/sys/bin/qzpost'}{log Using post-upgrade program "
-    "'<T>/sys/bin/qzpost'}{log Using server program "
-    "'<T>/sys/bin/qzserver'}{log Using root directory "
-    "'{R}'}{postfile}{log Using IN#0 OUT#1}",
-    "postfile=",
-    "waiting={log Waiting post update program with pid <n>}",
-    "exited={log Update post program exited with code $}",
-    "restore=Update: Restoring stdout to the original handler.\n",
-    "finished={success}{restore}",
-    "done={s0}{waiting}{finished}{exited 0}",
-    // Whole runs: through both stages, ended by the runner (N) or by the
-    // runner that did not start (N), by the post-update program (status S,
-    // code N) or before it started (N).
-    "good={ok}{clean}|$|{both}|{done}",
-    "ended={run $}{clean}|{stop $}|{seen runner}",
-    "notrun={run $}{clean}|{stop $}",
-    "postfailed={ok}{clean}|{exit $2}|{both}|{s0}{waiting}{exited "
-    "$1}{restore}{log Error is $2, '{text $2}'}",
-    "nopost={ok}{clean}|{exit $}|{seen runner}|{redirected}{finished}",
-};
+    "{log}=<prefix> Update: $.\n",
+    "{redirected}=Update: Redirected stdout to '<L>/session'.\n",
+    "{s0}={redirected}{logged}",
+    "{logged}={executing}{log Using post-upgrade program "
+    "'{bin}/qzpost'}{using}",
+    "{executing}={log ACTION! Executing post update program '{bin}/qzpost'}",
+    "{using}={log Using server program '{bin}/qzserver'}{usingroot}",
+    "{usingroot}={log Using root directory '{R}'}{postfile}{log Using IN#0 "
+    "OUT#1}",
+    "{postfile}=", "{waiting}={log Waiting post update program with pid <n>}",
+    "{exited}={log Update post program exited with code $}",
+    "{posted}={s0}{waiting}{exited $}", "{errlog}={log Error is $, '{text $}'}",
+    "{restore}=Update: Restoring stdout to the original handler.\n",
+    "{finished}={success}{restore}", "{done}={s0}{waiting}{finished}{exited 0}",
+    // Whole runs after the status: through both stages; ended by the runner,
+    // or by a runner that did not start; by the post-update program (status
+    // S, code N) or before it started.
+    "{good}={ok}{clean}|$|{both}|{done}",
+    "{ended}={run $}{clean}|{stop $}|{seen runner}",
+    "{notrun}={run $}{clean}|{stop $}",
+    "{postfailed}={ok}{clean}|{exit $2}|{both}|{posted $1}{restore}{errlog $2}",
+    "{nopost}={ok}{clean}|{exit $}|{seen runner}|{redirected}{finished}"};
 
 // The personal root made from QZ_HOME, and a sudo caller.
 #define QZ_HOME "{R}=<T>/home/.qz;{config}=QZ_CONFIG=<T>/home/.qz ;"
@@ -157,139 +151,121 @@ const char* const kTokens[] = {
 #define CANARIES                                                      \
   "<T>/home/canary 755 me\n<T>/home/canary/session 644 me 7\n<L> -> " \
   "<T>/home/canary\n<L>.moved 700 me"
-#define SLEEP "FAKE_RUNNER='exec sleep 60'"
+#define SLEEP "runner 'exec sleep 60'"
 
 const Row kRows[] = {
-    {"success", "run", 0, "{good}"},
+    {"success", "run", "0|{good}"},
     {"input_file",
-     "{fd0}=<T>/in;{pos runner}=1;{pos post}=2;printf abc >in; run <in", 0,
-     "{good}"},
-    {"runner_up_to_date", "run FAKE_RUNNER='exit 255'", 255,
-     "{run 255}{current}{clean}||{seen runner}"},
-    {"runner_fails", "run FAKE_RUNNER='exit 5'", 5, "{ended 5}"},
-    {"runner_killed", "run FAKE_RUNNER='kill -TERM $$'", 4, "{ended 4}"},
-    {"runner_not_executable", "plain sys/bin/qzrunner.bin; run", 13,
-     "{notrun 13}"},
-    {"runner_missing", "rm sys/bin/qzrunner.bin; run", 2, "{notrun 2}"},
-    {"post_up_to_date", "run FAKE_POST='exit 255'", 255,
-     "{ok}{clean}||{both}|{s0}{waiting}{exited 65280}{current}{restore}{log "
-     "Error is 255, '{text 255}'}"},
-    {"post_fails", "run FAKE_POST='exit 1'", 1, "{postfailed 256 1}"},
-    {"post_killed", "run FAKE_POST='kill -TERM $$'", 4, "{postfailed 15 4}"},
-    {"post_missing", "rm sys/bin/qzpost; run", 2, "{nopost 2}"},
-    {"post_not_executable", "plain sys/bin/qzpost; run", 13, "{nopost 13}"},
-    {"server_missing", "rm sys/bin/qzserver; run", 2, "{nopost 2}"},
-    {"server_not_executable", "plain sys/bin/qzserver; run", 13, "{nopost 13}"},
+     "{fd0}=<T>/in;{pos runner}=1;{pos post}=2;printf abc >in; run <in",
+     "0|{good}"},
+    {"runner_up_to_date", "runner 'exit 255'",
+     "255|{run 255}{current}{clean}||{seen runner}"},
+    {"runner_fails", "runner 'exit 5'", "5|{ended 5}"},
+    {"runner_not_executable", "plain sys/bin/qzrunner.bin; run",
+     "13|{notrun 13}"},
+    {"runner_missing", "rm sys/bin/qzrunner.bin; run", "2|{notrun 2}"},
+    {"post_up_to_date", "post 'exit 255'",
+     "255|{ok}{clean}||{both}|{posted 65280}{current}{restore}{errlog 255}"},
+    {"post_fails", "post 'exit 1'", "1|{postfailed 256 1}"},
+    {"post_killed", "post 'kill -TERM $$'", "4|{postfailed 15 4}"},
+    {"post_missing", "rm sys/bin/qzpost; run", "2|{nopost 2}"},
+    {"post_not_executable", "plain sys/bin/qzpost; run", "13|{nopost 13}"},
+    {"server_missing", "rm sys/bin/qzserver; run", "2|{nopost 2}"},
+    {"server_not_executable", "plain sys/bin/qzserver; run", "13|{nopost 13}"},
     {"post_file",
-     "{args post}=qzpost -s <T>/sys/bin/qzserver -f <T>/root/update.post;"
-     "{postfile}={log Using post file '<T>/root/update.post'};"
-     "echo post >root/update.post; run",
-     0, "{good}|<T>/root/update.post 644 me 5"},
-    {"child_leaves_a_file", "run FAKE_POST='echo left >$QZ_LOGS/left'", 0,
-     "{ok}{rmfile <L>}|{dirfail 39}|{both}|{done}|<L> 700 me\n<L>/left 644 me "
-     "5"},
+     "{args post}=qzpost -s {bin}/qzserver -f "
+     "<T>/root/update.post;{postfile}={log Using post file "
+     "'<T>/root/update.post'};echo >root/update.post; run",
+     "0|{good}|<T>/root/update.post 644 me 1"},
+    {"child_leaves_a_file", "post 'echo left >$QZ_LOGS/left'",
+     "0|{ok}{rmfile <L>}|{dirfail 39}|{both}|{done}|<L> 700 me\n<L>/left 644 "
+     "me 5"},
     {"system_from_own_location",
-     "{vars}=LD_LIBRARY_PATH=<T>/sys/lib QZ_LOGS=<L> QZ_ROOT=<T>/root "
-     "QZ_SYSTEM=<T>/sys ;run -u QZ_SYSTEM",
-     0, "Update: Application path is '<T>/sys/bin'.\n{good}"},
-    {"root_made", QZ_HOME "run $H", 0,
-     "{home}{made}{root}{good}|<T>/home/.qz 700 me"},
-    {"root_kept", QZ_HOME "mkdir home/.qz; run $H", 0,
-     "{home}{root}{good}|<T>/home/.qz 755 me"},
-    {"home_unset", "run -u QZ_ROOT", 2,
-     "{nohome}|{HOME nil}{nohomeenv}{empty}{noenv}"},
-    {"home_empty", "run -u QZ_ROOT QZ_HOME= HOME=", 2,
-     "{nohome}|{HOME }{nohomeenv}{empty}{noenv}"},
-    {"qz_home_too_long", "run -u QZ_ROOT QZ_HOME={long 1024} HOME=/ignored", 2,
-     "{noroot}|{invalid {long 1024}}{empty}{noenv}"},
-    {"home_too_long", "run -u QZ_ROOT HOME={long 1024}", 2,
-     "{nohome}|{HOME {long 1024}}{invalid {long 1024}}{empty}{noenv}"},
-    {"home_too_long_for_root", "run -u QZ_ROOT HOME={long 1020}", 2,
-     "{nohome}{assume {long 1020}}|{HOME {long 1020}}{invalid {long "
+     "{lib}=LD_LIBRARY_PATH=<T>/sys/lib ;run -u QZ_SYSTEM",
+     "0|Update: Application path is '<T>/sys/bin'.\n{good}"},
+    {"root_made", QZ_HOME "run $H",
+     "0|{home}{made}{root}{good}|<T>/home/.qz 700 me"},
+    {"root_kept", QZ_HOME "mkdir home/.qz; run $H",
+     "0|{home}{root}{good}|<T>/home/.qz 755 me"},
+    {"home_unset", "run -u QZ_ROOT",
+     "2|{nohome}|{HOME nil}{nohomeenv}{empty}{noenv}"},
+    {"home_empty", "run -u QZ_ROOT QZ_HOME= HOME=",
+     "2|{nohome}|{HOME }{nohomeenv}{empty}{noenv}"},
+    {"qz_home_too_long", "run -u QZ_ROOT QZ_HOME={long 1024} HOME=/ignored",
+     "2|{noroot}|{invalid {long 1024}}{empty}{noenv}"},
+    {"home_too_long", "run -u QZ_ROOT HOME={long 1024}",
+     "2|{nohome}|{HOME {long 1024}}{invalid {long 1024}}{empty}{noenv}"},
+    {"home_too_long_for_root", "run -u QZ_ROOT HOME={long 1020}",
+     "2|{nohome}{assume {long 1020}}|{HOME {long 1020}}{invalid {long "
      "1020}}{noenv}"},
-    {"log_directory_not_made", "run QZ_ROOT=$T/none", 0,
-     "|{nodir <T>/none/M-testhost-<pid>-<id> 2}"},
+    {"log_directory_not_made", "run QZ_ROOT=$T/none",
+     "0||{nodir <T>/none/M-testhost-<pid>-<id> 2}"},
     {"invalid_commands",
-     "$E $Q; $E $Q --upgrade now; $E $Q --UPGRADE; exec $E $Q '--upgrade '", 1,
-     "{usage}{usage}{usage}{usage}|{exit 1}{nologs}{exit 1}{nologs}{exit "
-     "1}{nologs}{exit 1}{nologs}"},
+     "$E $Q; $E $Q --upgrade now; $E $Q --UPGRADE; exec $E $Q '--upgrade '",
+     "1|{usage}{usage}{usage}{usage}|{fail 1}{fail 1}{fail 1}{fail 1}"},
     {"callers_logs_removed",
      "mkdir home/logs; echo >home/logs/session; exec $E QZ_LOGS=$T/home/logs "
      "$Q",
-     1, "{usage}{removed <T>/home/logs}|{exit 1}"},
-    {"sudo_uid_not_a_number", "run SUDO_UID=x12", 0, "{good {baduid}{baduid}}"},
-    {"sudo_ids_negative_and_empty", "run SUDO_UID=-5 SUDO_GID=", 0,
-     "{good {baduid}{badgid}{baduid}{badgid}}"},
-    {"sudo_uid_alone", "{ids}={uid 12};run SUDO_UID=12x", 0, "{good}"},
-    {"sudo_gid_alone", "{ids}={gid 7};run SUDO_GID=7", 0, "{good}"},
+     "1|{usage}{removed <T>/home/logs}|{exit 1}"},
+    {"sudo_uid_not_a_number", "run SUDO_UID=x12", "0|{good {baduid}{baduid}}"},
+    {"sudo_ids_negative_and_empty",
+     "run SUDO_UID=-5 SUDO_GID=", "0|{good {baduid}{badgid}{baduid}{badgid}}"},
+    {"sudo_uid_alone", "{ids}={uid 12};run SUDO_UID=12x", "0|{good}"},
+    {"sudo_gid_alone", "{ids}={gid 7};run SUDO_GID=7", "0|{good}"},
     {"sudo_caller_owns",
-     QZ_HOME SUDO "{owner}=65534:65534;run $H SUDO_UID=65534 SUDO_GID=65534", 0,
-     "{home}{made}{root}{good}|<T>/home/.qz 700 65534:65534"},
+     QZ_HOME SUDO "{owner}=65534:65534;run $H SUDO_UID=65534 SUDO_GID=65534",
+     "0|{home}{made}{root}{good}|<T>/home/.qz 700 65534:65534"},
     {"sudo_refused",
-     "{ids}={uid 0}{gid 0};{copy post}={refused <L>/session 1}{s0};"
-     "exec $U $E SUDO_UID=0 SUDO_GID=0 $Q --upgrade",
-     0,
-     "{ok}{clean}|{refused <L> 1}{notgiven directory <L> 1}{notgiven file "
+     "{ids}={uid 0}{gid 0};{copy post}={refused <L>/session 1}{s0};exec $U $E "
+     "SUDO_UID=0 SUDO_GID=0 $Q --upgrade",
+     "0|{ok}{clean}|{refused <L> 1}{notgiven directory <L> 1}{notgiven file "
      "<L>/session 1}|{both}|{refused <L>/session 1}{done}"},
     {"runner_links_session",
-     "{modes post}=logs 700 me session 777 me;{fd1 post}=<T>/rec/out;"
-     "{copy post}=canary\n;echo canary >home/canary; run FAKE_RUNNER=" LINK,
-     0,
-     "{ok}{success}|{unsafe}{nosession}{dirfail 39}|{both}||<T>/home/canary "
+     "{modes post}=logs 700 me session 777 me;{fd1 post}=<T>/rec/out;{copy "
+     "post}=canary\n;echo canary >home/canary; runner " LINK,
+     "0|{ok}{success}|{unsafe}{nosession}{dirfail 39}|{both}||<T>/home/canary "
      "644 me 7\n<L> 700 me\n<L>/session -> <T>/home/canary"},
     {"runner_links_directory",
-     "{modes post}=logs 777 me session 644 me;{fd1 post}=<L>.moved/session;"
-     "{copy post}=canary\n;" CANARY "run FAKE_RUNNER=" MOVE,
-     0, "{ok}{rmfile <L>}|{dirfail 1}|{both}|{done}|" CANARIES},
+     "{modes post}=logs 777 me session 644 me;{fd1 "
+     "post}=<L>.moved/session;{copy post}=canary\n;" CANARY "runner " MOVE,
+     "0|{ok}{rmfile <L>}|{dirfail 1}|{both}|{done}|" CANARIES},
     {"link_after_fchown",
-     SUDO "{modes}=logs 700 65534:65534 session 777 me;{fd1 post}=<T>/rec/out;"
-          "{copy post}=canary\n;echo canary >home/canary; "
+     SUDO "{modes}=logs 700 65534:65534 session 777 me;{fd1 "
+          "post}=<T>/rec/out;{copy post}=canary\n;echo canary >home/canary; "
           "run SHIM_AFTER=fchown SUDO_UID=65534 SUDO_GID=65534",
-     0,
-     "{ok}{success}|{refused <L>/session 17}{notgiven file <L>/session "
+     "0|{ok}{success}|{refused <L>/session 17}{notgiven file <L>/session "
      "17}{unsafe}{logged}{waiting}{exited 0}{nosession}{dirfail "
      "39}|{both}||<T>/home/canary 644 me 7\n<L> 700 65534:65534\n<L>/session "
      "-> <T>/home/canary"},
-    {"link_after_mkdir", CANARY "run SHIM_AFTER=mkdir", 0,
-     "|{nodir <L> 20}|||" CANARIES},
+    {"link_after_mkdir", CANARY "run SHIM_AFTER=mkdir",
+     "0||{nodir <L> 20}|||" CANARIES},
     {"host_names_leaving_root",
      "mkdir root/M-x; $E HOSTNAME=x/y $Q --upgrade; $E HOSTNAME=.. $Q "
      "--upgrade; run HOSTNAME=../up",
-     0,
-     "|{nodir <T>/root/M-x/y-<pid>-<id> 22}{nodir <T>/root/M-..-<pid>-<id> "
+     "0||{nodir <T>/root/M-x/y-<pid>-<id> 22}{nodir <T>/root/M-..-<pid>-<id> "
      "22}{nodir <T>/root/M-../up-<pid>-<id> 22}|||<T>/root/M-x 755 me"},
-    {"caller_blocks_all", "run --block-signal --ignore-signal=CHLD", 0,
-     "{good}"},
-    {"output_closed", "{fd1}=/dev/null;run >&-", 0, "||{both}|{done}"},
-    {"error_closed", "{fd2}=/dev/null;run FAKE_RUNNER='exit 5' 2>&-", 5,
-     "{run 5}{clean}||{seen runner}"},
-    {"all_closed", "{fd1}=/dev/null;{fd2}=/dev/null;run <&- >&- 2>&-", 0,
-     "||{both}|{done}"},
-    {"reader_gone", "{fd1}=<T>/p;mkfifo p; exec 4<>p 5>p 4<&-; run >&5 5>&-", 0,
-     "||{both}|{done}"},
-    {"output_full", "{fd1}=/dev/full;run >/dev/full", 0, "||{both}|{done}"},
-    {"error_full", "{fd2}=/dev/full;run FAKE_RUNNER='exit 5' 2>/dev/full", 5,
-     "{run 5}{clean}||{seen runner}"},
+    {"caller_blocks_all", "run --block-signal --ignore-signal=CHLD",
+     "0|{good}"},
+    {"all_closed", "{fd1}=/dev/null;{fd2}=/dev/null;run <&- >&- 2>&-",
+     "0|||{both}|{done}"},
+    {"reader_gone", "{fd1}=<T>/p;mkfifo p; exec 4<>p 5>p 4<&-; run >&5 5>&-",
+     "0|||{both}|{done}"},
+    {"output_full", "{fd1}=/dev/full;run >/dev/full", "0|||{both}|{done}"},
+    {"error_full", "{fd2}=/dev/full;runner 'exit 5' 2>/dev/full",
+     "5|{run 5}{clean}||{seen runner}"},
     {"keys",
-     "{fd0}=<T>/in;hold; (at qzrunner; echo >&3; at qzpost; echo >&3) & run", 0,
-     "{good}"},
-    {"int_at_prompt", "hold; (at qzrunner; kill -INT $$) & run", 4,
-     "{prompt}{clean}|{exit 4}"},
-    {"term_at_prompt", "hold; (at qzrunner; kill -TERM $$) & run", 4,
-     "{prompt}{clean}|{exit 4}"},
-    {"hup_at_prompt", "hold; (at qzrunner; kill -HUP $$) & run", 4,
-     "{prompt}{clean}|{exit 4}"},
+     "{fd0}=<T>/in;hold; (at qzrunner; echo >&3; at qzpost; echo >&3) & run",
+     "0|{good}"},
+    {"int_at_prompt", "hold; (at qzrunner; kill -INT $$) & run",
+     "4|{prompt}{clean}|{exit 4}"},
     {"term_ignored",
      "{fd0}=<T>/in;{ignored}=0000000000004000;hold; (at qzrunner; kill -TERM "
      "$$) & run --ignore-signal=TERM",
-     0, "{good}"},
-    {"int_in_runner",
-     "S=setsid; (at SigIgn rec/seen; kill -INT -$$) & run " SLEEP, 4,
-     "{ended 4}"},
-    {"term_in_runner", "(at SigIgn rec/seen; kill -TERM $$) & run " SLEEP, 4,
-     "{ended 4}"},
-    {"hup_in_runner", "(at SigIgn rec/seen; kill -HUP $$) & run " SLEEP, 4,
-     "{ended 4}"},
+     "0|{good}"},
+    {"int_in_runner", "S=setsid; (at SigIgn rec/seen; kill -INT -$$) & " SLEEP,
+     "4|{ended 4}"},
+    {"term_in_runner", "(at SigIgn rec/seen; kill -TERM $$) & " SLEEP,
+     "4|{ended 4}"},
 };
 
 // A fresh installation: the driver in sys/bin with the fakes beside it,
@@ -298,14 +274,15 @@ const Row kRows[] = {
 // $E runs a command in the driver's environment (and with S=setsid in a
 // session of its own, so that "kill -INT -$$" reaches its children as a
 // terminal's would); "run ARGS" runs the driver with --upgrade by $E, ARGS
-// adding or removing variables as env(1) does; "hold" puts standard input
+// adding or removing variables as env(1) does, "runner CMD" and "post CMD"
+// with the fake program's command (fake_program.sh); "hold" puts standard input
 // on a pipe held open (descriptor 3) by what "at TEXT [FILE]" waits for.
 const char kSetup[] =
     "cd \"$T\" && umask 022 && mkdir -p sys/bin root home rec && chmod 777 "
     "rec && cp " QZUPDATE_PATH " sys/bin/qzupdate && cp " QZ_FAKE_PROGRAM_PATH
     " child && cp " QZ_PRELOAD_SHIM_PATH
     " shim && for p in qzrunner.bin qzpost qzserver; do ln -s \"$T/child\" "
-    "sys/bin/$p; done\nexec </dev/null >rec/out 2>rec/err\n"
+    "sys/bin/$p; done\necho $$ >rec/pid; exec </dev/null >rec/out 2>rec/err\n"
     "[ $(id -u) = 0 ] && chown 65534:65534 root && U='setpriv --reuid=65534 "
     "--regid=65534 --clear-groups'\n"
     "Q=$T/sys/bin/qzupdate; H=\"-u QZ_ROOT QZ_HOME=$T/home HOME=/ignored\"\n"
@@ -315,15 +292,17 @@ const char kSetup[] =
     "UBSAN_OPTIONS=$UBSAN_OPTIONS QZ_TEST_REC=$T/rec "
     "FAKE_TARGET=$T/home/canary env\"\n"
     "run() { exec $S $E \"$@\" $Q --upgrade 3>&-; }\n"
+    "runner() { run FAKE_RUNNER=\"$1\"; }; post() { run FAKE_POST=\"$1\"; }\n"
     "at() { until grep -qs \"$1\" \"${2:-rec/out}\"; do sleep 0.01; done; }\n"
     "hold() { mkfifo in; exec 3<>in <in; }\n"
     "plain() { rm \"$1\" && echo plain >\"$1\"; }\n";
-// What the run left, in sections.
+// What the run showed, in sections.
 const char kCollect[] =
-    "cd \"$T\" && for f in out err seen session; do echo \"[$f]\"; cat rec/$f "
-    "2>/dev/null; done; echo [left]; find \"$T/root\" \"$T/home\" -mindepth 1 "
-    "\\( -type l -printf '%p -> %l\\n' \\) -o \\( -type f -printf '%p %m "
-    "%U:%G %s\\n' \\) -o -printf '%p %m %U:%G\\n' | LC_ALL=C sort";
+    "cd \"$T\" && for f in out err seen session; do printf '|'; cat rec/$f "
+    "2>/dev/null; done; printf '|%s' \"$(find \"$T/root\" \"$T/home\" "
+    "-mindepth 1 \\( -type l -printf '%p -> %l\\n' \\) -o \\( -type f -printf "
+    "'%p %m %U:%G %s\\n' \\) -o -printf '%p %m %U:%G\\n' | LC_ALL=C sort | "
+    "sed \"s/ $(id -u):$(id -g)/ me/\")\"";
 
 void Replace(std::string* text, const std::string& from,
              const std::string& to) {
@@ -364,11 +343,9 @@ std::string Normalize(std::string text, const std::string& dir, pid_t pid) {
       {"<T>/(root|home/\\.qz)/M-testhost-" + p + "-[0-9A-F]{32}", "<L>"},
       {"-[0-9]+-[0-9A-F]{32}", "-<pid>-<id>"},
       {"with pid [0-9]+", "with pid <n>"},
-      {"\n" + p + " " + p + " [0-9]{2}:[0-9]{2}:[0-9]{2} [0-9]{3}\\.[0-9]{3} ",
-       "\n<prefix> "},
-      {" " + std::to_string(geteuid()) + ":" + std::to_string(getegid()) +
-           "( |\n)",
-       " me$1"}};
+      {"(^|\n|\\|)" + p + " " + p +
+           " [0-9]{2}:[0-9]{2}:[0-9]{2} [0-9]{3}\\.[0-9]{3} ",
+       "$1<prefix> "}};
   for (const auto& [pattern, replacement] : rules) {
     text = std::regex_replace(text, std::regex(pattern), replacement);
   }
@@ -380,11 +357,10 @@ class Driver : public testing::TestWithParam<Row> {};
 TEST_P(Driver, Run) {
   const Row& row = GetParam();
   std::map<std::string, std::string> tokens = {{"text", ""}, {"long", ""}};
-  for (const char* token : kTokens) {
-    const char* equals = strchr(token, '=');
-    tokens[std::string(token, equals)] = equals + 1;
-  }
   std::string script = row.script;
+  for (const char* token : kTokens) {
+    script.insert(0, token + std::string(";"));
+  }
   for (size_t end = 0; script[0] == '{'; script.erase(0, end + 1)) {
     size_t equals = script.find("}=");
     end = script.find(';');
@@ -397,24 +373,18 @@ TEST_P(Driver, Run) {
   qz_test::TempDir temp;
   const std::string dir = "T=" + temp.path() + "\n";
   script = dir + kSetup + Expand(script, tokens);
-  pid_t pid = fork();
-  if (pid == 0) {
-    execl("/bin/sh", "sh", "-c", script.c_str(), nullptr);
-    _exit(127);
-  }
-  int status = qz_test::WaitStatus(pid);
+  int status = qz_test::RunInChild([&script](int) {
+    return execl("/bin/sh", "sh", "-c", script.c_str(), nullptr);
+  });
   FILE* shown = popen((dir + kCollect).c_str(), "r");
-  std::string got = "status " + std::to_string(status) + "\n" +
-                    qz_test::ReadAll(fileno(shown));
+  std::string got =
+      std::to_string(WIFEXITED(status) ? WEXITSTATUS(status) : -status) +
+      qz_test::ReadAll(fileno(shown));
   pclose(shown);
-  std::string want = Expand(row.shows, tokens) + "||||";
-  for (const char* title : {"err", "seen", "session", "left"}) {
-    want.replace(want.find('|'), 1, "[" + std::string(title) + "]\n");
-  }
-  want = "status " + std::to_string(row.status << 8) + "\n[out]\n" +
-         want.substr(0, want.find('|'));
-  EXPECT_EQ(Normalize(got, temp.path(), pid),
-            want + (want.back() == '\n' ? "" : "\n"));
+  std::string want = Expand(row.shows, tokens);
+  want += std::string(5 - std::count(want.begin(), want.end(), '|'), '|');
+  pid_t pid = std::stoi("0" + qz_test::ReadFile(temp.File("rec/pid")));
+  EXPECT_EQ(Normalize(got, temp.path(), pid), want);
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, Driver, testing::ValuesIn(kRows),
@@ -422,28 +392,26 @@ INSTANTIATE_TEST_SUITE_P(Rows, Driver, testing::ValuesIn(kRows),
                            return std::string(param.param.name);
                          });
 
-// What no run reaches: the program paths of no installation; the PATH
-// search for the installation, its last way to find it: "<entry>/" for
-// the first non-empty entry holding a qzrunner whose "<entry>/qzrunner"
-// fits in 1022 characters ('@' is such an entry).
+// What no run reaches: the program paths of no installation, and the PATH
+// search for the installation, its last way to find it: "<entry>/" for the
+// first non-empty entry holding a qzrunner whose "<entry>/qzrunner" fits in
+// 1022 characters ('@' is such an entry).
 TEST(UpdatePaths, WithoutProcLink) {
   EXPECT_EQ(UpdateRunnerPath(""), nullptr);
   EXPECT_EQ(UpdateServerPath(nullptr), nullptr);
   qz_test::TempDir temp;
   qz_test::WriteFile(temp.File("qzrunner"), "");
   const std::string fits = "@" + std::string(1013 - temp.path().size(), '/');
-  for (auto [path, expected] : std::vector<std::pair<std::string, std::string>>{
-           {"", ""},
-           {"/nonexistent:/", ""},
-           {"::/nonexistent::@:/", "@/"},
-           {fits + ":/", fits + "/"},
-           {fits + "/:@", "@/"}}) {
-    Replace(&path, "@", temp.path());
-    Replace(&expected, "@", temp.path());
+  std::string shown;
+  for (std::string path :
+       {""s, "/none:/"s, "::/none::@:/"s, fits + ":/", fits + "/:@"}) {
     char buffer[1024] = {};
+    Replace(&path, "@", temp.path());
     UpdateSearchPath(path.empty() ? nullptr : path.c_str(), buffer);
-    EXPECT_EQ(buffer, expected) << path;
+    shown += buffer + std::string("|");
   }
+  Replace(&shown, temp.path(), "@");
+  EXPECT_EQ(shown, "||@/|" + fits + "/|@/|");
 }
 
 // Standard output into a new file, again into it while redirected, into a
@@ -451,20 +419,17 @@ TEST(UpdatePaths, WithoutProcLink) {
 // file's mode, and no descriptor left behind.
 TEST(UpdateRedirectOutput, IntoFilesAndBack) {
   qz_test::TempDir temp;
-  const std::string file = temp.File("out");
-  const std::string missing = temp.File("none/out");
   qz_test::ScopedFd terminal(memfd_create("terminal", 0));
-  fflush(stdout);
   qz_test::ScopedFd original(dup(1));
   dup2(terminal.get(), 1);
   qz_test::StderrCapture err;
   std::map<int, std::string> before = qz_test::Descriptors(getpid());
-  UpdateRedirectOutput(file.c_str());
+  UpdateRedirectOutput(temp.File("out").c_str());
   UpdatePrint("a\n");
-  std::string modes = qz_test::DescribePath(file).substr(0, 4);
-  chmod(file.c_str(), 0640);
-  UpdateRedirectOutput(file.c_str());
-  UpdateRedirectOutput(missing.c_str());
+  std::string shown = qz_test::DescribePath(temp.File("out")).substr(0, 4);
+  chmod(temp.File("out").c_str(), 0640);
+  UpdateRedirectOutput(temp.File("out").c_str());
+  UpdateRedirectOutput(temp.File("none/out").c_str());
   UpdatePrint("b\n");
   UpdateRestoreOutput();
   EXPECT_TRUE(UpdatePrint(nullptr).bad());
@@ -472,22 +437,20 @@ TEST(UpdateRedirectOutput, IntoFilesAndBack) {
   fflush(stdout);
   EXPECT_EQ(qz_test::Descriptors(getpid()), before);
   dup2(original.get(), 1);
-  const std::string redirected =
-      "Update: Redirected stdout to '" + file + "'.\n";
-  const std::string restoring =
-      "Update: Restoring stdout to the original handler.\n";
-  EXPECT_EQ(qz_test::ReadFile(file),
-            redirected + "a\n" + restoring + redirected + restoring);
-  EXPECT_EQ(modes + qz_test::DescribePath(file).substr(0, 4), "700 640 ");
   lseek(terminal.get(), 0, SEEK_SET);
-  EXPECT_EQ(qz_test::ReadAll(terminal.get()),
-            "Update: File already exists.\nb\n");
-  const std::string again =
-      "Update: Can't redirect stdout before restoring the original "
-      "descriptors.\n";
-  EXPECT_EQ(err.Take(), again + again +
-                            "Update: Could not redirect stdout to '" + missing +
-                            "'.\n");
+  shown += qz_test::DescribePath(temp.File("out")).substr(0, 4) +
+           qz_test::ReadFile(temp.File("out")) +
+           qz_test::ReadAll(terminal.get()) + err.Take();
+  EXPECT_EQ(Normalize(shown, temp.path(), 0),
+            "700 640 Update: Redirected stdout to '<T>/out'.\na\n"
+            "Update: Restoring stdout to the original handler.\n"
+            "Update: Redirected stdout to '<T>/out'.\n"
+            "Update: Restoring stdout to the original handler.\n"
+            "Update: File already exists.\nb\n"
+            "Update: Can't redirect stdout before restoring the original "
+            "descriptors.\nUpdate: Can't redirect stdout before restoring the "
+            "original descriptors.\nUpdate: Could not redirect stdout to "
+            "'<T>/none/out'.\n");
 }
 
 }  // namespace
