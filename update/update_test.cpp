@@ -258,6 +258,8 @@ const Row kRows[] = {
      "0|{good}"},
     {"int_at_prompt", "hold; (at qzrunner; kill -INT $$) & run",
      "4|{prompt}{clean}|{exit 4}"},
+    {"term_at_prompt", "hold; (at qzrunner; kill -TERM $$) & run",
+     "4|{prompt}{clean}|{exit 4}"},
     {"term_ignored",
      "{fd0}=<T>/in;{ignored}=0000000000004000;hold; (at qzrunner; kill -TERM "
      "$$) & run --ignore-signal=TERM",
