@@ -19,19 +19,14 @@
 
 namespace {
 
-template <typename Function>
-Function Real(const char* name) {
-  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
-}
-
 // The point SHIM_AFTER names, or "".
 const std::string kAfter = getenv("SHIM_AFTER") ? getenv("SHIM_AFTER") : "";
 
 }  // namespace
 
 extern "C" int mkdirat(int parent, const char* name, mode_t mode) {
-  int result =
-      Real<int (*)(int, const char*, mode_t)>("mkdirat")(parent, name, mode);
+  int result = reinterpret_cast<int (*)(int, const char*, mode_t)>(
+      dlsym(RTLD_NEXT, "mkdirat"))(parent, name, mode);
   std::string moved = name + std::string(".moved");
   if (result == 0 && kAfter == "mkdir" && moved.compare(0, 2, "M-") == 0 &&
       (renameat(parent, name, parent, moved.c_str()) != 0 ||
@@ -42,7 +37,8 @@ extern "C" int mkdirat(int parent, const char* name, mode_t mode) {
 }
 
 extern "C" int fchown(int fd, uid_t user, gid_t group) {
-  int result = Real<int (*)(int, uid_t, gid_t)>("fchown")(fd, user, group);
+  int result = reinterpret_cast<int (*)(int, uid_t, gid_t)>(
+      dlsym(RTLD_NEXT, "fchown"))(fd, user, group);
   struct stat record = {};
   if (kAfter == "fchown" && fstat(fd, &record) == 0 &&
       S_ISDIR(record.st_mode) &&
@@ -58,5 +54,6 @@ extern "C" int unlinkat(int parent, const char* name, int flags) {
       linkat(parent, name, AT_FDCWD, kept.c_str(), 0) != 0) {
     perror("shim: keeping the session");
   }
-  return Real<int (*)(int, const char*, int)>("unlinkat")(parent, name, flags);
+  return reinterpret_cast<int (*)(int, const char*, int)>(
+      dlsym(RTLD_NEXT, "unlinkat"))(parent, name, flags);
 }
