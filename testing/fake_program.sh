@@ -15,8 +15,7 @@ find /proc/$$/fd -mindepth 1 -name '[0-9]' -fprintf "$fds" ' %f:%l'
 mode() { stat -c '%a %u:%g' "$1" 2>/dev/null | sed "s/$(id -u):$(id -g)/me/"; }
 {
   echo "$name $*"
-  env | grep -E '^(QZ_(SYSTEM|ROOT|CONFIG|LOGS)|LD_LIBRARY_PATH)=' | sort |
-    tr '\n' ' '
+  env | grep -E '^(QZ_[CLRS]|LD_LIBRARY_PATH=)' | sort | tr '\n' ' '
   echo
   echo "logs $(mode "$QZ_LOGS") session $(mode "$QZ_LOGS/session")"
   echo "fds$(cat "$fds") pos $(sed -n 's/^pos:\t*//p' /proc/$$/fdinfo/0)"
@@ -26,5 +25,4 @@ mode() { stat -c '%a %u:%g' "$1" 2>/dev/null | sed "s/$(id -u):$(id -g)/me/"; }
   done </proc/$$/status
   [ "$name" != qzpost ] || cat "$QZ_LOGS/session"
 } >>"$QZ_TEST_REC/seen"
-rm "$fds"
 if [ "$name" = qzpost ]; then eval "$FAKE_POST"; else eval "$FAKE_RUNNER"; fi

@@ -171,7 +171,7 @@ const char* const kRows[][3] = {
      "0|{ok}{rmfile <L>}|{dirfail 39}|{both}|{done}|<L> 700 me\n<L>/left 644 "
      "me 5"},
     {"system_from_own_location",
-     "{lib}=LD_LIBRARY_PATH=<T>/sys/lib ;run -u QZ_SYSTEM",
+     "{lib}=LD_LIBRARY_PATH=<T>/sys/lib ;Q=$I; run -u QZ_SYSTEM",
      "0|Update: Application path is '<T>/sys/bin'.\n{good}"},
     {"root_made", QZ_HOME "run $H",
      "0|{home}{made}{root}{good}|<T>/home/.qz 700 me"},
@@ -206,7 +206,7 @@ const char* const kRows[][3] = {
      "0|{home}{made}{root}{good}|<T>/home/.qz 700 65534:65534"},
     {"sudo_refused",
      "{ids}={uid 0}{gid 0};{copy post}={refused <L>/session 1}{s0};exec $U $E "
-     "SUDO_UID=0 SUDO_GID=0 $Q --upgrade",
+     "SUDO_UID=0 SUDO_GID=0 $I --upgrade",
      "0|{ok}{clean}|{refused <L> 1}{notgiven directory <L> 1}{notgiven file "
      "<L>/session 1}|{both}|{refused <L>/session 1}{done}"},
     {"runner_links_session",
@@ -258,15 +258,16 @@ const char* const kRows[][3] = {
      "4|{ended 4}"},
 };
 
-// A fresh installation: the driver in sys/bin with the fakes beside it,
-// an empty personal root (under root owned by 65534, as a sudo caller's
-// would be) and home; the driver's standard output and error go to rec/.
-// $E runs a command in the driver's environment (and with S=setsid in a
-// session of its own, so that "kill -INT -$$" reaches its children as a
-// terminal's would); "run ARGS" runs the driver with --upgrade by $E, ARGS
-// adding or removing variables as env(1) does, "runner CMD" and "post CMD"
-// with the fake program's command (fake_program.sh); "hold" puts standard input
-// on a pipe held open (descriptor 3) by what "at TEXT [FILE]" waits for.
+// A fresh installation in $T: a copy of the driver ($I) in sys/bin with the
+// fake programs beside it, an empty personal root (owned by 65534 under
+// root, as a sudo caller's would be) and home; the driver's standard output
+// and error go to rec/. $E runs a command in the driver's whole environment
+// (in a session of its own with S=setsid, so that "kill -INT -$$" reaches
+// its children as a terminal's would). "run ARGS" runs the driver $Q with
+// --upgrade through $E, ARGS adding or removing variables as env(1) does;
+// "runner CMD" and "post CMD" run it with that shell command for the fake
+// program; "hold" puts standard input on a pipe held open on descriptor 3
+// by whatever waits with "at TEXT [FILE]" (for at most a minute).
 const char kSetup[] =
     "cd \"$T\" && umask 022 && mkdir -p sys/bin root home rec && chmod 777 "
     "rec && cp " QZUPDATE_PATH " sys/bin/qzupdate && cp " QZ_FAKE_PROGRAM_PATH
@@ -275,7 +276,8 @@ const char kSetup[] =
     "sys/bin/$p; done\necho $$ >rec/pid; exec </dev/null >rec/out 2>rec/err\n"
     "[ $(id -u) = 0 ] && chown 65534:65534 root && U='setpriv --reuid=65534 "
     "--regid=65534 --clear-groups'\n"
-    "Q=$T/sys/bin/qzupdate; H=\"-u QZ_ROOT QZ_HOME=$T/home HOME=/ignored\"\n"
+    "I=$T/sys/bin/qzupdate; Q=" QZUPDATE_PATH
+    "; H=\"-u QZ_ROOT QZ_HOME=$T/home HOME=/ignored\"\n"
     "E=\"env -i --default-signal PATH=/usr/bin:/bin HOSTNAME=testhost "
     "QZ_SYSTEM=$T/sys QZ_ROOT=$T/root LD_LIBRARY_PATH=/caller/lib "
     "LD_PRELOAD=$T/shim ASAN_OPTIONS=$ASAN_OPTIONS:verify_asan_link_order=0 "
@@ -283,7 +285,9 @@ const char kSetup[] =
     "FAKE_TARGET=$T/home/canary env\"\n"
     "run() { exec $S $E \"$@\" $Q --upgrade 3>&-; }\n"
     "runner() { run FAKE_RUNNER=\"$1\"; }; post() { run FAKE_POST=\"$1\"; }\n"
-    "at() { until grep -qs \"$1\" \"${2:-rec/out}\"; do sleep 0.01; done; }\n"
+    "at() { i=0; until grep -qs \"$1\" \"${2:-rec/out}\" || [ $((i+=1)) = 6000 "
+    "]"
+    "; do sleep 0.01; done; }\n"
     "hold() { mkfifo in; exec 3<>in <in; }\n"
     "plain() { rm \"$1\" && echo plain >\"$1\"; }\n";
 // What the run showed, in sections.
