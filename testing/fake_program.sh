@@ -3,15 +3,16 @@
 # tests: sys/bin/qzrunner.bin and sys/bin/qzpost lead to it. It appends to
 # "$QZ_TEST_REC/seen" what it sees: its name and arguments, the variables
 # the driver sets, mode and owner ("me" for its own user) of the log
-# directory and the session file, its descriptors below 10 (the shell keeps
-# this script above) and the offset of standard input, its blocked and
+# directory and the session file, its descriptors (but the shell's own one
+# of this script) and the offset of standard input, its blocked and
 # ignored signals, and for qzpost the session file as it stands. Then it
 # runs the shell command FAKE_RUNNER or FAKE_POST: how the program ends, and
 # what it does to the installation first.
 name=${0##*/}
 fds=$QZ_TEST_REC/fds.$$
 # Listed by another process, so that nothing this shell opens shows.
-find /proc/$$/fd -mindepth 1 -name '[0-9]' -fprintf "$fds" ' %f:%l'
+find /proc/$$/fd -mindepth 1 ! -lname "$(readlink -f "$0")" -fprintf "$fds" \
+  ' %f:%l'
 mode() { stat -c '%a %u:%g' "$1" 2>/dev/null | sed "s/$(id -u):$(id -g)/me/"; }
 {
   echo "$name $*"

@@ -28,8 +28,6 @@
 
 namespace {
 
-using std::string_literals::operator""s;
-
 // The texts that what a run shows is made of. "{name}=text;" defines a
 // token: in an expected text "{name}" or "{name args}" stands for its text
 // (a definition for "name args" comes first), with "$" in it replaced by
@@ -241,12 +239,10 @@ const char* const kRows[][3] = {
     {"output_full", "{fd1}=/dev/full;run >/dev/full", "0|||{both}|{done}"},
     {"error_full", "{fd2}=/dev/full;runner 'exit 5' 2>/dev/full",
      "5|{run 5}{clean}||{seen runner}"},
-    {"keys",
-     "{fd0}=<T>/in;hold; (at qzrunner; echo >&3; at qzpost; echo >&3) & run",
-     "0|{good}"},
+    {"keys", "{fd0}=<T>/in;hold; (key qzrunner; key qzpost) & run", "0|{good}"},
     {"int_at_prompt", "hold; (at qzrunner; kill -INT $$) & run",
      "4|{prompt}{clean}|{exit 4}"},
-    {"term_at_prompt", "hold; (at qzrunner; kill -TERM $$) & run",
+    {"hup_at_prompt", "hold; (at qzrunner; kill -HUP $$) & run",
      "4|{prompt}{clean}|{exit 4}"},
     {"term_ignored",
      "{fd0}=<T>/in;{ignored}=0000000000004000;hold; (at qzrunner; kill -TERM "
@@ -267,7 +263,8 @@ const char* const kRows[][3] = {
 // --upgrade through $E, ARGS adding or removing variables as env(1) does;
 // "runner CMD" and "post CMD" run it with that shell command for the fake
 // program; "hold" puts standard input on a pipe held open on descriptor 3
-// by whatever waits with "at TEXT [FILE]" (for at most a minute).
+// by whatever waits with "at TEXT [FILE]" (for at most a minute); "key
+// PROGRAM" answers the prompt that starts it, which it must not have been.
 const char kSetup[] =
     "cd \"$T\" && umask 022 && mkdir -p sys/bin root home rec && chmod 777 "
     "rec && cp " QZUPDATE_PATH " sys/bin/qzupdate && cp " QZ_FAKE_PROGRAM_PATH
@@ -289,6 +286,7 @@ const char kSetup[] =
     "]"
     "; do sleep 0.01; done; }\n"
     "hold() { mkfifo in; exec 3<>in <in; }\n"
+    "key() { at \"$1\"; grep -qs \"$1\" rec/seen && echo early; echo >&3; }\n"
     "plain() { rm \"$1\" && echo plain >\"$1\"; }\n";
 // What the run showed, in sections.
 const char kCollect[] =
@@ -397,13 +395,14 @@ TEST(UpdatePaths, WithoutProcLink) {
   const std::string at = temp.path();
   const std::string fits = at + std::string(1013 - at.size(), '/');
   std::string shown;
-  for (const std::string& path : {""s, "/none:/"s, "::/none::" + at + ":/",
-                                  fits + ":/", fits + "/:" + at}) {
+  for (const std::string& path :
+       {fits + ":/", fits + "/:" + at, "::/none::" + at + ":/",
+        "/none:/" + std::string(), std::string()}) {
     char buffer[1024] = {};
     UpdateSearchPath(path.empty() ? nullptr : path.c_str(), buffer);
-    shown += buffer + "|"s;
+    shown += buffer + std::string("|");
   }
-  EXPECT_EQ(shown, "||" + at + "/|" + fits + "/|" + at + "/|");
+  EXPECT_EQ(shown, fits + "/|" + at + "/|" + at + "/|||");
 }
 
 // Standard output into a new file, again into it while redirected, into a
