@@ -264,7 +264,8 @@ const char* const kRows[][3] = {
 // "runner CMD" and "post CMD" run it with that shell command for the fake
 // program; "hold" puts standard input on a pipe held open on descriptor 3
 // by whatever waits with "at TEXT [FILE]" (for at most a minute); "key
-// PROGRAM" answers the prompt that starts it, which it must not have been.
+// PROGRAM" answers the prompt that starts PROGRAM, and shows "early" if it
+// has run already.
 const char kSetup[] =
     "cd \"$T\" && umask 022 && mkdir -p sys/bin root home rec && chmod 777 "
     "rec && cp " QZUPDATE_PATH " sys/bin/qzupdate && cp " QZ_FAKE_PROGRAM_PATH
@@ -282,9 +283,8 @@ const char kSetup[] =
     "FAKE_TARGET=$T/home/canary env\"\n"
     "run() { exec $S $E \"$@\" $Q --upgrade 3>&-; }\n"
     "runner() { run FAKE_RUNNER=\"$1\"; }; post() { run FAKE_POST=\"$1\"; }\n"
-    "at() { i=0; until grep -qs \"$1\" \"${2:-rec/out}\" || [ $((i+=1)) = 6000 "
-    "]"
-    "; do sleep 0.01; done; }\n"
+    "at() { i=0; until grep -qs \"$1\" \"${2:-rec/out}\" || [ $((i += 1)) = "
+    "6000 ]; do sleep 0.01; done; }\n"
     "hold() { mkfifo in; exec 3<>in <in; }\n"
     "key() { at \"$1\"; grep -qs \"$1\" rec/seen && echo early; echo >&3; }\n"
     "plain() { rm \"$1\" && echo plain >\"$1\"; }\n";
@@ -386,7 +386,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, Driver,
 // What no run reaches: the program paths of no installation, and the PATH
 // search for the installation, its last way to find it: "<entry>/" for the
 // first non-empty entry holding a qzrunner whose "<entry>/qzrunner" fits in
-// 1022 characters ('@' is such an entry).
+// 1022 characters.
 TEST(UpdatePaths, WithoutProcLink) {
   EXPECT_EQ(UpdateRunnerPath(""), nullptr);
   EXPECT_EQ(UpdateServerPath(nullptr), nullptr);
