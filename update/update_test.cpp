@@ -8,7 +8,9 @@
 
 #include "update/update.h"
 
+#include <signal.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -362,7 +364,9 @@ TEST_P(Driver, Run) {
   qz_test::TempDir temp;
   const std::string dir = "T=" + temp.path() + "\n";
   script = dir + kSetup + Expand(script, tokens);
+  // The driver goes with the test, should a time limit end the test first.
   int status = qz_test::RunInChild([&script](int) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
     return execl("/bin/sh", "sh", "-c", script.c_str(), nullptr);
   });
   FILE* shown = popen((dir + kCollect).c_str(), "r");
