@@ -1,6 +1,5 @@
 #include "testing/test_support.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <grp.h>
 #include <signal.h>
@@ -16,7 +15,6 @@
 #include <fstream>
 #include <iostream>
 #include <regex>
-#include <set>
 
 #include <gtest/gtest.h>
 
@@ -205,19 +203,6 @@ std::string DescribePath(const std::string& path) {
   text << std::oct << (record.st_mode & 07777) << std::dec << " "
        << record.st_uid << ":" << record.st_gid;
   return text.str();
-}
-
-std::string ListDirectory(const std::string& path) {
-  std::set<std::string> names;
-  std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(path, error)) {
-    names.insert(entry.path().filename());
-  }
-  std::string text;
-  for (const std::string& name : names) {
-    text += (text.empty() ? "" : " ") + name;
-  }
-  return text;
 }
 
 }  // namespace qz_test

@@ -109,8 +109,6 @@ void WriteFile(const std::string& path, const std::string& text);
 // "<mode in octal> <uid>:<gid>" of a path (links not followed), or
 // "missing".
 std::string DescribePath(const std::string& path);
-// The names in a directory, sorted, joined with blanks.
-std::string ListDirectory(const std::string& path);
 
 }  // namespace qz_test
 
