@@ -7,7 +7,8 @@
 // reopens on the session log file); standard error lines go straight to
 // descriptor 2; the post-update stage's own lines go through Log.
 //
-// Single-threaded: the driver's state is the three process-wide values below.
+// Single-threaded: the driver's state is the three process-wide values below
+// and what the run made (update_made.h).
 
 #ifndef QZ_UPDATE_UPDATE_H_
 #define QZ_UPDATE_UPDATE_H_
@@ -28,6 +29,9 @@ extern int savedOutput;
 // Final line, standard output back, log file closed, logs removed, then
 // exit(updateResult).
 [[noreturn]] void UpdateExit();
+// Every end of the run: sets updateResult to code, its one writer, and
+// calls UpdateExit.
+[[noreturn]] void UpdateExitWith(int code);
 
 // Writes text as it is to standard output and returns the stream, std::cout,
 // which is kept in step with the C stdio stream stdout, so that a reopening
@@ -40,7 +44,7 @@ std::ostream& UpdatePrint(const char* text);
 // Settles QZ_SYSTEM (with LD_LIBRARY_PATH "<QZ_SYSTEM>/lib") from the
 // driver's own location and QZ_ROOT (with QZ_CONFIG) as "<home>/.qz" when
 // the caller's environment does not hold them. Returns only on success; when
-// either cannot be settled it sets updateResult to 2 and calls UpdateExit.
+// either cannot be settled it ends the run with 2.
 void UpdateSetEnvironment(char** argv);
 // The driver's directory: from /proc/<pid>/exe without a trailing '/', else
 // from an absolute argv0 (null allowed) with one, else "<entry>/" for the
@@ -64,8 +68,7 @@ char* UpdateServerPath(const char* system);
 //
 // Makes the run's log directory, exports it as QZ_LOGS and points the
 // Logger's log channel at "<QZ_LOGS>/session" (mode 0600, given to the sudo
-// caller). Returns only on success; otherwise ends the run through
-// UpdateExit with updateResult unchanged.
+// caller). Returns only on success; otherwise ends the run with 0.
 void UpdatePrepareLogs();
 // Makes "<QZ_ROOT>/M-<host>-<pid>-<id>" with mode 0700 for the sudo caller.
 // A new owned string with its path, or null (with a warning on standard
@@ -88,16 +91,15 @@ void UpdateRestoreOutput();
 // The two stages.
 //
 // Runs "<runnerPath> --update background" and waits for it. Returns 0 when
-// it exited with 0, and 2 (updateResult 2) when runnerPath is null or empty;
-// every other outcome ends the run through UpdateExit.
+// it exited with 0, and 2 when runnerPath is null or empty; every other
+// outcome ends the run with the runner's code or the error number.
 int UpdateStartRunner();
 // Redirects standard output into the session file, then runs
 // "<QZ_SYSTEM>/bin/qzpost -s <QZ_SYSTEM>/bin/qzserver [-f
 // <QZ_ROOT>/update.post]" and waits for it. Returns 0 when it exited with 0, 2
 // without a program path, an error number when a program may not be read and
-// executed or the child could not be created (updateResult set to it, except
-// for the last). A non-zero status or a failed wait ends the run through
-// UpdateExit.
+// executed or the child could not be created. A non-zero status or a failed
+// wait ends the run with the decoded code or the error number.
 int UpdateStartPost();
 
 // Ownership repair and clean-up.

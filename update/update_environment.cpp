@@ -1,17 +1,18 @@
 // QZ_SYSTEM and LD_LIBRARY_PATH: where the installation lies, worked out
 // from the driver's own location when the caller did not say.
 
+#include "update/update_environment.h"
+
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <iostream>
 
 #include "base/file/file_path.h"
 #include "base/string/owned_string.h"
 #include "update/update.h"
-#include "update/update_internal.h"
+#include "update/update_print.h"
 
 namespace {
 
@@ -60,6 +61,14 @@ void ApplicationPathFromArgument(char* buffer, const char* argv0) {
 
 }  // namespace
 
+const char* UpdateGetEnvironment(const char* name) {
+  const char* value = getenv(name);
+  if (value == nullptr || value[0] == '\0') {
+    return nullptr;
+  }
+  return value;
+}
+
 void UpdateSearchPath(const char* path, char* buffer) {
   if (path == nullptr) {
     return;
@@ -100,11 +109,10 @@ void UpdateSetEnvironment(char** argv) {
     char* application =
         UpdateApplicationPath(argv != nullptr ? argv[0] : nullptr);
     if (application[0] == '\0') {
-      UpdateWriteError(
-          "Update: ERROR! Can not find environment for QZ_SYSTEM.\n");
+      UpdateErrorLine()
+          << "Update: ERROR! Can not find environment for QZ_SYSTEM.\n";
       StringReset(&application);
-      updateResult = 2;
-      UpdateExit();
+      UpdateExitWith(2);
     }
     CutAtLastSlash(application);
     // setenv fails only for a bad name or when memory runs out; the names
@@ -120,10 +128,10 @@ void UpdateSetEnvironment(char** argv) {
   }
   char* root = UpdateRootDirectory();
   if (root == nullptr || root[0] == '\0') {
-    UpdateWriteError("Update: ERROR! Can not find environment for QZ_ROOT.\n");
+    UpdateErrorLine()
+        << "Update: ERROR! Can not find environment for QZ_ROOT.\n";
     StringReset(&root);
-    updateResult = 2;
-    UpdateExit();
+    UpdateExitWith(2);
   }
   static_cast<void>(setenv("QZ_ROOT", root, 1));
   static_cast<void>(setenv("QZ_CONFIG", root, 1));

@@ -1,7 +1,8 @@
 // The driver's only way out.
 
+#include "update/update_exit.h"
+
 #include <fstream>
-#include <sstream>
 
 #include "base/error/error_format.h"
 #include "base/log/log_redirect.h"
@@ -9,7 +10,7 @@
 #include "base/process/exit_status.h"
 #include "base/string/owned_string.h"
 #include "update/update.h"
-#include "update/update_internal.h"
+#include "update/update_print.h"
 
 namespace {
 
@@ -34,19 +35,25 @@ void UpdateCloseLogFile() {
 
 }  // namespace
 
+bool UpdateIsUpToDate(int code) {
+  // 255 and -1 agree in their low eight bits, all that an exit status keeps.
+  return ((code + 1) & ~0x100) == 0;
+}
+
+void UpdateExitWith(int code) {
+  updateResult = code;
+  UpdateExit();
+}
+
 void UpdateExit() {
   StringReset(&runnerPath);
 
   int code = updateResult;
-  if (code != 0) {
-    if (((code + 1) & ~0x100) == 0) {
-      UpdatePrint("Update: Velmora version is up to date.\n");
-    } else {
-      std::ostringstream line;
-      line << "Update: ERROR! Exiting with update error '" << code << "', '"
-           << ErrorText(code) << "'.\n";
-      UpdateWriteError(line.str());
-    }
+  if (UpdateIsUpToDate(code)) {
+    UpdatePrint("Update: Velmora version is up to date.\n");
+  } else if (code != 0) {
+    UpdateErrorLine() << "Update: ERROR! Exiting with update error '" << code
+                      << "', '" << ErrorText(code) << "'.\n";
   }
 
   UpdateRestoreOutput();

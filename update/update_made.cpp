@@ -1,29 +1,74 @@
-// Opening and checking what the driver made in this run, through
-// descriptors only.
+#include "update/update_made.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 
-#include "update/update_internal.h"
+#include "base/file/file_umask.h"
+#include "base/string/owned_string.h"
+#include "update/update_owner.h"
 
-UpdateMade updateMade;
+namespace {
 
-int UpdateOpenMade(int parent, const char* name, int flags, mode_t type,
-                   mode_t mode, struct stat* record) {
+// The one record of what this run made. Descriptors are -1 and strings null
+// until made; nothing is ever released before the process ends.
+struct Made {
+  // QZ_ROOT: the directory that receives the log directory, and its path
+  // when this run made it.
+  int root = -1;
+  char* rootPath = nullptr;
+  // The log directory: descriptor, path, name in root and identity.
+  int logs = -1;
+  char* logsPath = nullptr;
+  char* logsName = nullptr;
+  struct stat logsRecord = {};
+  // The session file: path once the log directory is made; its identity
+  // once root made the file.
+  char* sessionPath = nullptr;
+  bool sessionMade = false;
+  struct stat sessionRecord = {};
+} made;
+
+constexpr mode_t kDirectoryMode = 0700;
+constexpr mode_t kSessionMode = 0600;
+
+// What a name must lead to for the driver to act on it as its own.
+struct Expected {
+  mode_t type;  // S_IFDIR or S_IFREG
+  // Not 0: owned by the driver with exactly this mode (just made, not yet
+  // given away).
+  mode_t mode = 0;
+  // A file with one link: a second name would be another way in.
+  bool oneLink = false;
+  // The very file or directory made, when given.
+  const struct stat* identity = nullptr;
+};
+
+// Opens name under parent (a directory descriptor or AT_FDCWD) with flags,
+// never following a link (a file created here gets mode 0600), and checks
+// that what is open is what expected describes. Returns the descriptor
+// (close-on-exec), or -1 with errno: as openat said, or EPERM for anything
+// that is not what the driver made.
+int OpenMade(int parent, const char* name, int flags, const Expected& expected,
+             struct stat* record = nullptr) {
   int fd = -1;
   do {
-    fd = openat(parent, name, flags | O_NOFOLLOW | O_CLOEXEC);
+    fd = openat(parent, name, flags | O_NOFOLLOW | O_CLOEXEC, kSessionMode);
   } while (fd < 0 && errno == EINTR);
   if (fd < 0) {
     return -1;
   }
   struct stat seen = {};
-  if (fstat(fd, &seen) != 0 || (seen.st_mode & S_IFMT) != type ||
-      seen.st_uid != geteuid() || (seen.st_mode & 07777) != mode ||
-      (type == S_IFREG && seen.st_nlink != 1)) {
+  const struct stat* identity = expected.identity;
+  if (fstat(fd, &seen) != 0 || (seen.st_mode & S_IFMT) != expected.type ||
+      (expected.oneLink && seen.st_nlink != 1) ||
+      (identity != nullptr &&
+       (seen.st_dev != identity->st_dev || seen.st_ino != identity->st_ino)) ||
+      (expected.mode != 0 &&
+       (seen.st_uid != geteuid() || (seen.st_mode & 07777) != expected.mode))) {
     close(fd);
     errno = EPERM;
     return -1;
@@ -34,28 +79,167 @@ int UpdateOpenMade(int parent, const char* name, int flags, mode_t type,
   return fd;
 }
 
-int UpdateMakeDirectory(int parent, const char* name) {
-  mode_t previous = umask(077);
-  int result = mkdirat(parent, name, 0700);
-  int error = errno;
-  umask(previous);
-  errno = error;
-  return result == 0 ? 0 : -1;
-}
-
-int UpdateOpenMadeDirectory(int parent, const char* name, struct stat* record) {
-  return UpdateOpenMade(parent, name, O_RDONLY | O_DIRECTORY, S_IFDIR, 0700,
-                        record);
-}
-
-int UpdateIsMade(int parent, const char* name, const struct stat& record) {
-  struct stat seen = {};
-  if (fstatat(parent, name, &seen, AT_SYMLINK_NOFOLLOW) != 0) {
+// Whether name under parent still leads, unfollowed, to the directory or
+// file that identity describes. 1, or 0 with errno.
+int StillMade(int parent, const char* name, mode_t type,
+              const struct stat& identity) {
+  Expected expected{type};
+  expected.identity = &identity;
+  int fd = OpenMade(parent, name, O_PATH, expected);
+  if (fd < 0) {
     return 0;
   }
-  if (seen.st_dev != record.st_dev || seen.st_ino != record.st_ino) {
-    errno = EPERM;
-    return 0;
-  }
+  close(fd);
   return 1;
+}
+
+// Makes the directory name under parent with exactly the mode the driver
+// gives its directories, and opens it as made. The descriptor, or -1 with
+// errno (made reports whether mkdirat succeeded).
+int MakeDirectory(int parent, const char* name, bool* made_it,
+                  struct stat* record) {
+  *made_it = false;
+  {
+    ScopedUmask mask(077);
+    if (mkdirat(parent, name, kDirectoryMode) != 0) {
+      return -1;
+    }
+  }
+  *made_it = true;
+  Expected expected{S_IFDIR, kDirectoryMode};
+  return OpenMade(parent, name, O_RDONLY | O_DIRECTORY, expected, record);
+}
+
+// The directory that receives the log directory: QZ_ROOT as made in this
+// run, else as the caller's environment names it.
+int OpenRoot(const char* root) {
+  if (made.root >= 0 && made.rootPath != nullptr &&
+      strcmp(made.rootPath, root) == 0) {
+    return made.root;
+  }
+  if (made.root >= 0) {
+    close(made.root);
+  }
+  StringReset(&made.rootPath);
+  made.root = open(root, O_PATH | O_DIRECTORY | O_CLOEXEC);
+  return made.root;
+}
+
+}  // namespace
+
+char* UpdateSessionPathOf(const char* logs) {
+  if (logs == nullptr) {
+    return nullptr;
+  }
+  char* path = nullptr;
+  StringAppend(&path, logs, "/", "session");
+  return path;
+}
+
+int UpdateMadeRoot(const char* root) {
+  bool made_it = false;
+  int fd = MakeDirectory(AT_FDCWD, root, &made_it, nullptr);
+  if (!made_it) {
+    return -1;
+  }
+  // From here on through the descriptor of the directory just made: the
+  // home directory is the caller's, who may have put something else in its
+  // place meanwhile, which is then neither changed nor used.
+  if (fd >= 0) {
+    static_cast<void>(fchmod(fd, kDirectoryMode));
+    StringSet(&made.rootPath, root);
+    if (made.root >= 0) {
+      close(made.root);
+    }
+    made.root = fd;
+  }
+  UpdateSetOwnerOf(fd, root, true);
+  return 0;
+}
+
+int UpdateMadeLogDirectory(const char* root, const char* name,
+                           const char* path) {
+  int parent = OpenRoot(root);
+  if (parent < 0) {
+    return -1;
+  }
+  bool made_it = false;
+  int fd = MakeDirectory(parent, name, &made_it, &made.logsRecord);
+  if (fd < 0) {
+    return -1;
+  }
+  made.logs = fd;
+  StringSet(&made.logsName, name);
+  StringSet(&made.logsPath, path);
+  StringReset(&made.sessionPath);
+  made.sessionPath = UpdateSessionPathOf(path);
+  static_cast<void>(fchmod(fd, kDirectoryMode));
+  UpdateSetOwnerOf(fd, path, true);
+  return 0;
+}
+
+const char* UpdateMadeSessionPath() { return made.sessionPath; }
+
+int UpdateMadeSession() {
+  made.sessionMade = false;
+  if (made.logs < 0) {
+    errno = ENOENT;
+    return -1;
+  }
+  // The directory is the caller's by now: whatever is there already was not
+  // made by the driver, and O_EXCL refuses it.
+  ScopedUmask mask(077);
+  Expected expected{S_IFREG};
+  expected.oneLink = true;
+  int fd = OpenMade(made.logs, "session",
+                    O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_NOCTTY, expected,
+                    &made.sessionRecord);
+  made.sessionMade = fd >= 0;
+  return fd;
+}
+
+bool UpdateIsMadeLogDirectory(const char* path) {
+  return made.logs >= 0 && path != nullptr && made.logsPath != nullptr &&
+         strcmp(path, made.logsPath) == 0;
+}
+
+bool UpdateIsMadeSession(const char* path) {
+  return path != nullptr && made.sessionPath != nullptr &&
+         strcmp(path, made.sessionPath) == 0;
+}
+
+bool UpdateMadeReopenSession(int output) {
+  if (!made.sessionMade) {
+    return false;
+  }
+  // Given to the caller by now: owner and mode are the caller's to change,
+  // the identity and the single link are not.
+  Expected expected{S_IFREG};
+  expected.oneLink = true;
+  expected.identity = &made.sessionRecord;
+  int file =
+      OpenMade(made.logs, "session", O_WRONLY | O_APPEND | O_NOCTTY, expected);
+  if (file < 0) {
+    return false;
+  }
+  int result = -1;
+  do {
+    result = dup2(file, output);
+  } while (result < 0 && errno == EINTR);
+  close(file);
+  return result >= 0;
+}
+
+bool UpdateMadeSessionPresent() {
+  return made.sessionMade &&
+         StillMade(made.logs, "session", S_IFREG, made.sessionRecord) == 1;
+}
+
+int UpdateMadeRemoveSession() { return unlinkat(made.logs, "session", 0); }
+
+int UpdateMadeRemoveLogDirectory() {
+  if (StillMade(made.root, made.logsName, S_IFDIR, made.logsRecord) != 1) {
+    return -1;
+  }
+  return unlinkat(made.root, made.logsName, AT_REMOVEDIR);
 }

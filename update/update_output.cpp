@@ -7,13 +7,11 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <iostream>
-#include <sstream>
 
 #include "base/file/file_path.h"
 #include "update/update.h"
-#include "update/update_internal.h"
+#include "update/update_made.h"
+#include "update/update_print.h"
 
 namespace {
 
@@ -40,53 +38,12 @@ bool ReopenOutputAppending(const char* path, int output) {
   return result >= 0;
 }
 
-// The session file that root made in this run, opened again through the
-// log directory's descriptor, without creating or following anything, and
-// only when it is still that very file. Returns true when it is now on
-// output.
-bool ReopenSession(int output) {
-  if (!updateMade.sessionMade) {
-    return false;
-  }
-  int file = -1;
-  do {
-    file = openat(updateMade.logs, "session",
-                  O_WRONLY | O_APPEND | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC);
-  } while (file < 0 && errno == EINTR);
-  // Given to the caller by now: owner and mode are the caller's to change,
-  // the identity and the single link are not.
-  struct stat record = {};
-  if (file >= 0 && (fstat(file, &record) != 0 || !S_ISREG(record.st_mode) ||
-                    record.st_nlink != 1 ||
-                    record.st_dev != updateMade.sessionRecord.st_dev ||
-                    record.st_ino != updateMade.sessionRecord.st_ino)) {
-    close(file);
-    file = -1;
-  }
-  if (file < 0) {
-    return false;
-  }
-  int result = -1;
-  do {
-    result = dup2(file, output);
-  } while (result < 0 && errno == EINTR);
-  close(file);
-  return result >= 0;
-}
-
-// Whether path is the session file that root made in this run.
-bool IsSession(const char* path) {
-  return updateMade.sessionPath != nullptr && path != nullptr &&
-         strcmp(path, updateMade.sessionPath) == 0;
-}
-
 }  // namespace
 
 void UpdateRedirectOutput(const char* path) {
   if (savedOutput != -1) {
-    UpdateWriteError(
-        "Update: Can't redirect stdout before restoring the original "
-        "descriptors.\n");
+    UpdateErrorLine() << "Update: Can't redirect stdout before restoring the "
+                         "original descriptors.\n";
     UpdateRestoreOutput();
   }
 
@@ -96,9 +53,8 @@ void UpdateRedirectOutput(const char* path) {
   savedOutput = output < 0 ? -1 : fcntl(output, F_DUPFD_CLOEXEC, 3);
   if (savedOutput < 0) {
     savedOutput = -1;
-    UpdateWriteError(
-        "Update: Redirection of stdout failed because could not save the "
-        "original handler.\n");
+    UpdateErrorLine() << "Update: Redirection of stdout failed because could "
+                         "not save the original handler.\n";
     return;
   }
 
@@ -110,16 +66,15 @@ void UpdateRedirectOutput(const char* path) {
 
   // The session file lies in a directory that belongs to the caller by
   // now: it is never created, followed or changed by name there.
-  bool session = IsSession(path);
-  bool reopened =
-      session ? ReopenSession(output) : ReopenOutputAppending(path, output);
+  bool session = UpdateIsMadeSession(path);
+  bool reopened = session ? UpdateMadeReopenSession(output)
+                          : ReopenOutputAppending(path, output);
   if (reopened) {
     UpdatePrint("Update: Redirected stdout to '") << path << "'.\n";
     UpdateFlushOutput();
   } else {
-    std::ostringstream line;
-    line << "Update: Could not redirect stdout to '" << path << "'.\n";
-    UpdateWriteError(line.str());
+    UpdateErrorLine() << "Update: Could not redirect stdout to '" << path
+                      << "'.\n";
     close(savedOutput);
     savedOutput = -1;
   }
@@ -138,9 +93,8 @@ void UpdateRestoreOutput() {
 
   int output = fileno(stdout);
   if (output < 0) {
-    UpdateWriteError(
-        "Update: WARNING! Could not restore stdout because someone closed "
-        "it.\n");
+    UpdateErrorLine() << "Update: WARNING! Could not restore stdout because "
+                         "someone closed it.\n";
   } else {
     int result = -1;
     do {

@@ -1,19 +1,19 @@
 // Ownership repair: what the driver creates under sudo goes to the user who
 // called sudo (SUDO_UID:SUDO_GID).
 
+#include "update/update_owner.h"
+
 #include <sys/stat.h>
 
 #include <cerrno>
 #include <cstdlib>
-#include <iostream>
-#include <sstream>
 
 #include "base/error/error_format.h"
 #include "base/file/file_owner.h"
 #include "base/file/file_path.h"
 #include "base/process/user.h"
 #include "update/update.h"
-#include "update/update_internal.h"
+#include "update/update_print.h"
 
 namespace {
 
@@ -29,7 +29,7 @@ void SetOwner(const char* path, IsDirectory is_directory, Change change) {
   if (value != nullptr) {
     user = ProcessParseId(value);
     if (user == -1) {
-      UpdateWriteError("Update: WARNING! SUDO_UID is not set properly.\n");
+      UpdateErrorLine() << "Update: WARNING! SUDO_UID is not set properly.\n";
     } else {
       UpdatePrint("Update: Using user id '") << user << "'.\n";
     }
@@ -41,7 +41,7 @@ void SetOwner(const char* path, IsDirectory is_directory, Change change) {
   }
   int group = ProcessParseId(value);
   if (group == -1) {
-    UpdateWriteError("Update: WARNING! SUDO_GID is not set properly.\n");
+    UpdateErrorLine() << "Update: WARNING! SUDO_GID is not set properly.\n";
     return;
   }
   UpdatePrint("Update: Using group id '") << group << "'.\n";
@@ -53,11 +53,9 @@ void SetOwner(const char* path, IsDirectory is_directory, Change change) {
   if (change(user, group) == 1) {
     return;
   }
-  int error = errno;
-  std::ostringstream line;
-  line << "Update: WARNING! Failed to change ownership of " << kind << " '"
-       << path << "'. Error is '" << ErrorText(error) << "'.\n";
-  UpdateWriteError(line.str());
+  UpdateErrorLine() << "Update: WARNING! Failed to change ownership of " << kind
+                    << " '" << path << "'. Error is '" << UpdateErrnoText()
+                    << "'.\n";
 }
 
 }  // namespace

@@ -5,8 +5,8 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "base/error/error_format.h"
 #include "base/file/file_path.h"
@@ -14,25 +14,25 @@
 #include "base/process/exit_status.h"
 #include "base/string/owned_string.h"
 #include "update/update.h"
-#include "update/update_internal.h"
+#include "update/update_child.h"
+#include "update/update_environment.h"
+#include "update/update_made.h"
 
 namespace {
 
-constexpr int kPathBufferSize = 1024;
+// Longest path formed here: what a 1024-byte buffer holds with room to
+// spare for its terminator.
+constexpr size_t kPathMaxLength = 1022;
 
-// Sends standard output into "<QZ_LOGS>/session". Without a usable QZ_LOGS
-// (unset, empty, or too long to form the name) it stays where it is.
+// Sends standard output into the session file "<QZ_LOGS>/session". Without
+// a usable QZ_LOGS (unset, empty, or too long to form the name) it stays
+// where it is.
 void RedirectIntoSession() {
-  const char* logs = UpdateGetEnvironment("QZ_LOGS");
-  if (logs == nullptr) {
-    return;
+  char* path = UpdateSessionPathOf(UpdateGetEnvironment("QZ_LOGS"));
+  if (path != nullptr && strlen(path) <= kPathMaxLength) {
+    UpdateRedirectOutput(path);
   }
-  char path[kPathBufferSize];
-  int length = snprintf(path, kPathBufferSize - 1, "%s/session", logs);
-  if (length < 0 || length >= kPathBufferSize - 1) {
-    return;
-  }
-  UpdateRedirectOutput(path);
+  StringReset(&path);
 }
 
 // 1 when path may be read and executed; otherwise 0 with errno telling why
@@ -57,20 +57,19 @@ int UpdateStartPost() {
   if (post == nullptr || post[0] == '\0') {
     Log() << "Update: WARNING! No post update program found to run.\n";
     StringReset(&post);
-    updateResult = 2;
     return 2;
   }
   if (ProgramUsable(post) == 0) {
-    updateResult = errno;
+    int error = errno;
     StringReset(&post);
-    return updateResult;
+    return error;
   }
   char* server = UpdateServerPath(system);
   if (server != nullptr && server[0] != '\0' && ProgramUsable(server) == 0) {
-    updateResult = errno;
+    int error = errno;
     StringReset(&server);
     StringReset(&post);
-    return updateResult;
+    return error;
   }
 
   Log() << "Update: ACTION! Executing post update program '" << post << "'.\n";
@@ -114,8 +113,7 @@ int UpdateStartPost() {
 
   int status = 0;
   if (UpdateWaitChild(pid, &status) < 0) {
-    updateResult = errno;
-    UpdateExit();
+    UpdateExitWith(errno);
   }
   Log() << "Update: Update post program exited with code " << status << ".\n";
   if (status == 0) {
@@ -123,7 +121,6 @@ int UpdateStartPost() {
   }
 
   int code = ProcessExitCode(status);
-  updateResult = code;
   Log() << "Update: Error is " << code << ", '" << ErrorText(code) << "'.\n";
-  UpdateExit();
+  UpdateExitWith(code);
 }

@@ -1,15 +1,12 @@
-// Where the driver's lines go: progress to the stdout stream, warnings and
-// errors straight to descriptor 2.
+#include "update/update_print.h"
 
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <iostream>
 #include <string>
 
 #include "base/file/file_descriptor.h"
 #include "update/update.h"
-#include "update/update_internal.h"
 
 std::ostream& UpdatePrint(const char* text) {
   if (text == nullptr) {
@@ -19,29 +16,17 @@ std::ostream& UpdatePrint(const char* text) {
   return std::cout << text;
 }
 
-void UpdateWriteError(const std::string& line) {
-  int saved = errno;
-  // The stdout stream may share the terminal: what it holds comes first.
+UpdateErrorLine::UpdateErrorLine() : savedErrno_(errno) {}
+
+UpdateErrorLine::~UpdateErrorLine() {
   UpdateFlushOutput();
-  FileWriteString(2, line.c_str());
-  errno = saved;
+  FileWriteString(2, line_.str().c_str());
+  errno = savedErrno_;
 }
 
 void UpdateFlushOutput() {
   std::cout.flush();
-  // A failed flush (a full disk, a reader gone) has lost the text; there
-  // is nowhere to report it. The error is forgotten, so that what comes
-  // later is still written, into a file that standard output may be on by
-  // then.
   static_cast<void>(fflush(stdout));
   clearerr(stdout);
   std::cout.clear();
-}
-
-const char* UpdateGetEnvironment(const char* name) {
-  const char* value = getenv(name);
-  if (value == nullptr || value[0] == '\0') {
-    return nullptr;
-  }
-  return value;
 }

@@ -1,21 +1,17 @@
 // QZ_ROOT: the QZ user's personal root directory "<home>/.qz", made when it
 // does not exist yet.
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <iostream>
-#include <sstream>
 
 #include "base/error/error_format.h"
 #include "base/file/file_path.h"
 #include "base/string/owned_string.h"
 #include "update/update.h"
-#include "update/update_internal.h"
+#include "update/update_environment.h"
+#include "update/update_made.h"
+#include "update/update_print.h"
 
 namespace {
 
@@ -25,10 +21,9 @@ constexpr size_t kHomeMaxLength = 1023;
 constexpr size_t kRootHomeMaxLength = 1019;
 
 void WriteInvalidHome(const char* value) {
-  std::ostringstream line;
-  line << "Update: ERROR! Invalid value for the QZ home directory '" << value
-       << "'.\n";
-  UpdateWriteError(line.str());
+  UpdateErrorLine()
+      << "Update: ERROR! Invalid value for the QZ home directory '" << value
+      << "'.\n";
 }
 
 // A copy of a usable home directory, announced on standard output.
@@ -52,12 +47,10 @@ char* UpdateHomeDirectory() {
 
   UpdatePrint("Update: WARNING! No environment for QZ_HOME.\n");
   const char* home = getenv("HOME");
-  std::ostringstream line;
-  line << "Update: ERROR!  HOME is '" << (home != nullptr ? home : "nil")
-       << "'.\n";
-  UpdateWriteError(line.str());
+  UpdateErrorLine() << "Update: ERROR!  HOME is '"
+                    << (home != nullptr ? home : "nil") << "'.\n";
   if (home == nullptr || home[0] == '\0') {
-    UpdateWriteError("Update: ERROR! No environment for HOME.\n");
+    UpdateErrorLine() << "Update: ERROR! No environment for HOME.\n";
     return nullptr;
   }
   if (strlen(home) > kHomeMaxLength) {
@@ -72,7 +65,7 @@ char* UpdateRootDirectory() {
 
   char* home = UpdateHomeDirectory();
   if (home == nullptr || home[0] == '\0') {
-    UpdateWriteError("Update: ERROR! Home path is empty.\n");
+    UpdateErrorLine() << "Update: ERROR! Home path is empty.\n";
     StringReset(&home);
     return nullptr;
   }
@@ -90,32 +83,14 @@ char* UpdateRootDirectory() {
 
   if (FileExists(nullptr, root) != 1) {
     UpdatePrint("Update: WARNING! Creating directory '") << root << "'.\n";
-    if (UpdateMakeDirectory(AT_FDCWD, root) != 0) {
+    // Something that appeared there meanwhile (EEXIST) was not made by the
+    // driver: it is used as it is, its mode and owner untouched.
+    if (UpdateMadeRoot(root) != 0 && errno != EEXIST) {
       int error = errno;
-      if (error != EEXIST) {
-        std::ostringstream line;
-        line << "Update: ERROR! Can't create directory '" << root
-             << ". Error is '" << error << "''" << ErrorText(error) << "''.\n";
-        UpdateWriteError(line.str());
-        return root;
-      }
-      // Something appeared there meanwhile that the driver did not make:
-      // it is used as it is, its mode and owner untouched.
-    } else {
-      // From here on through a descriptor of the directory just made: the
-      // home directory is the caller's, who may have put something else in
-      // its place meanwhile, which is then neither changed nor used.
-      int fd = UpdateOpenMadeDirectory(AT_FDCWD, root, nullptr);
-      if (fd >= 0) {
-        static_cast<void>(fchmod(fd, 0700));
-        StringReset(&updateMade.rootPath);
-        updateMade.rootPath = StringDuplicate(root);
-        if (updateMade.root >= 0) {
-          close(updateMade.root);
-        }
-        updateMade.root = fd;
-      }
-      UpdateSetOwnerOf(fd, root, true);
+      UpdateErrorLine() << "Update: ERROR! Can't create directory '" << root
+                        << ". Error is '" << error << "''" << ErrorText(error)
+                        << "''.\n";
+      return root;
     }
   }
 

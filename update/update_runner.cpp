@@ -1,18 +1,17 @@
 // The first stage: the update runner, which downloads the new version.
 
 #include <cerrno>
-#include <iostream>
-#include <sstream>
 
 #include "base/error/error_format.h"
 #include "base/process/exit_status.h"
 #include "update/update.h"
-#include "update/update_internal.h"
+#include "update/update_child.h"
+#include "update/update_exit.h"
+#include "update/update_print.h"
 
 int UpdateStartRunner() {
   if (runnerPath == nullptr || runnerPath[0] == '\0') {
-    UpdateWriteError("Update: WARNING! No update runner to start.\n");
-    updateResult = 2;
+    UpdateErrorLine() << "Update: WARNING! No update runner to start.\n";
     return 2;
   }
 
@@ -22,29 +21,23 @@ int UpdateStartRunner() {
                            nullptr};
   int pid = UpdateStartChild(command);
   if (pid < 0) {
-    updateResult = errno;
-    UpdateExit();
+    UpdateExitWith(errno);
   }
   UpdatePrint("Update: Waiting update runner  with pid ") << pid << ".\n";
   UpdateFlushOutput();
 
   int status = 0;
   if (UpdateWaitChild(pid, &status) < 0) {
-    updateResult = errno;
-    UpdateExit();
+    UpdateExitWith(errno);
   }
   int code = ProcessExitCode(status);
   UpdatePrint("Update: Update runner exited with code ") << code << ".\n";
   if (code == 0) {
     return 0;
   }
-
-  updateResult = code;
-  if (((code + 1) & ~0x100) != 0) {
-    std::ostringstream line;
-    line << "Update: ERROR! Error is " << code << ", '" << ErrorText(code)
-         << "'.\n";
-    UpdateWriteError(line.str());
+  if (!UpdateIsUpToDate(code)) {
+    UpdateErrorLine() << "Update: ERROR! Error is " << code << ", '"
+                      << ErrorText(code) << "'.\n";
   }
-  UpdateExit();
+  UpdateExitWith(code);
 }

@@ -9,7 +9,7 @@
 #include <cstring>
 
 #include "update/update.h"
-#include "update/update_internal.h"
+#include "update/update_signals.h"
 
 int updateResult = 0;
 char* runnerPath = nullptr;
@@ -37,8 +37,7 @@ void UpdateOpenStandardDescriptors() {
 // A signal at a prompt starts no stage: the run ends as interrupted.
 void WaitForKeyOrExit() {
   if (UpdateWaitForKey() != 0) {
-    updateResult = EINTR;
-    UpdateExit();
+    UpdateExitWith(EINTR);
   }
 }
 
@@ -53,13 +52,11 @@ void UpdateMain(int argc, char** argv) {
   static_cast<void>(setvbuf(stdin, nullptr, _IONBF, 0));
 
   runnerPath = nullptr;
-  updateResult = 0;
 
   if (argc != 2 || strcmp(argv[1], "--upgrade") != 0) {
     UpdatePrint(
         "Update: ERROR! Invalid command, please use '--upgrade' parameter.\n");
-    updateResult = 1;
-    UpdateExit();
+    UpdateExitWith(1);
   }
 
   UpdateSetEnvironment(argv);
@@ -67,7 +64,7 @@ void UpdateMain(int argc, char** argv) {
 
   runnerPath = UpdateRunnerPath(getenv("QZ_SYSTEM"));
   if (runnerPath == nullptr || runnerPath[0] == '\0') {
-    UpdateExit();
+    UpdateExitWith(0);
   }
 
   UpdatePrint("Update: Going to start update runner.\n");
@@ -75,7 +72,9 @@ void UpdateMain(int argc, char** argv) {
       "Update: Press any key to start qzrunner (it will download files).\n");
   WaitForKeyOrExit();
 
-  updateResult = UpdateStartRunner();
+  // Returns only when the runner exited with 0; the result of the run is
+  // the post-update stage's.
+  static_cast<void>(UpdateStartRunner());
 
   UpdatePrint("Update: New version downloaded, going to install it.\n");
   UpdatePrint("Update: Going to start post update application.\n");
@@ -83,13 +82,13 @@ void UpdateMain(int argc, char** argv) {
       "Update: Press any key to start qzpost (it will install files).\n");
   WaitForKeyOrExit();
 
-  updateResult = UpdateStartPost();
+  int result = UpdateStartPost();
   // A signal while the program ran that it survived still ends the run as
   // interrupted.
-  if (updateResult == 0 && UpdateReceivedSignal() != 0) {
-    updateResult = EINTR;
+  if (result == 0 && UpdateReceivedSignal() != 0) {
+    result = EINTR;
   }
 
   UpdatePrint("Update: Update finished successfully.\n");
-  UpdateExit();
+  UpdateExitWith(result);
 }

@@ -1,20 +1,14 @@
-// The driver's signals: termination signals end the run through UpdateExit
-// instead of killing it, a vanished reader of standard output gives EPIPE,
-// and an inherited mask or ignored SIGCHLD cannot break the waits.
+#include "update/update_signals.h"
 
 #include <poll.h>
 #include <signal.h>
 #include <sys/types.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 
-#include "base/log/log.h"
-#include "base/process/process_create.h"
 #include "base/sync/signal.h"
-#include "update/update_internal.h"
+#include "update/update_print.h"
 
 namespace {
 
@@ -80,6 +74,15 @@ void UpdateSetSignals() {
 
 int UpdateReceivedSignal() { return receivedSignal; }
 
+int UpdateSignalCount() { return signalCount; }
+
+void UpdatePassSignalsTo(int child, int count) {
+  waitedChild = child;
+  if (child > 0 && signalCount != count) {
+    Forward(child, receivedSignal);
+  }
+}
+
 int UpdateWaitForKey() {
   UpdateFlushOutput();
   // Blocked while the flag is looked at, and let through only inside ppoll,
@@ -107,43 +110,4 @@ int UpdateWaitForKey() {
     return -1;
   }
   return 0;
-}
-
-int UpdateStartChild(const char* const* command) {
-  UpdateFlushOutput();
-  LogFlush();
-  if (receivedSignal != 0) {
-    errno = EINTR;
-    return -1;
-  }
-  int count = signalCount;
-  int pid = ProcessCreate(command, nullptr, 0, 1, 2, 0, 1);
-  if (pid > 0) {
-    waitedChild = pid;
-    // A signal between the check above and now found no child to pass to.
-    if (signalCount != count) {
-      Forward(pid, receivedSignal);
-    }
-  }
-  return pid;
-}
-
-int UpdateWaitChild(int pid, int* status) {
-  // Waited for without reaping first, so that the handler never signals a
-  // process id that has been reaped and may be reused.
-  siginfo_t info = {};
-  int result = -1;
-  do {
-    result = waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOWAIT);
-  } while (result < 0 && errno == EINTR);
-  int error = errno;
-  waitedChild = 0;
-  if (result < 0) {
-    errno = error;
-    return -1;
-  }
-  do {
-    result = waitpid(pid, status, 0);
-  } while (result < 0 && errno == EINTR);
-  return result < 0 ? -1 : 0;
 }

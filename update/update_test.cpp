@@ -26,7 +26,7 @@
 #include <gtest/gtest.h>
 
 #include "testing/test_support.h"
-#include "update/update_internal.h"
+#include "update/update_environment.h"
 
 namespace {
 

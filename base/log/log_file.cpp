@@ -1,26 +1,7 @@
 #include "base/log/log_file.h"
 
-#include <sys/stat.h>
-#include <sys/types.h>
-#include <unistd.h>
-
+#include "base/file/file_umask.h"
 #include "base/process/exit_status.h"
-
-namespace {
-
-// Sets the process umask for the lifetime of the object.
-class ScopedUmask {
- public:
-  explicit ScopedUmask(mode_t mask) : previous_(umask(mask)) {}
-  ~ScopedUmask() { umask(previous_); }
-  ScopedUmask(const ScopedUmask&) = delete;
-  ScopedUmask& operator=(const ScopedUmask&) = delete;
-
- private:
-  mode_t previous_;
-};
-
-}  // namespace
 
 std::unique_ptr<std::ofstream> LoggerOpenFile(const Logger& logger,
                                               std::ios_base::openmode mode,
