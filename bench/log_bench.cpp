@@ -25,6 +25,7 @@
 #include <benchmark/benchmark.h>
 
 #include "base/log/log.h"
+#include "base/log/log_prefix.h"
 
 #ifdef QZ_HAVE_SPDLOG
 #include <spdlog/sinks/basic_file_sink.h>

@@ -7,7 +7,7 @@
 #include "base/error/error_format.h"
 #include "base/log/log_redirect.h"
 #include "base/log/logger.h"
-#include "base/process/exit_status.h"
+#include "base/process/process_control.h"
 #include "base/string/owned_string.h"
 #include "update/update.h"
 #include "update/update_print.h"

@@ -7,7 +7,7 @@
 
 #include "base/error/error_format.h"
 #include "base/file/file_path.h"
-#include "base/process/exit_status.h"
+#include "base/process/process_control.h"
 #include "base/string/owned_string.h"
 #include "update/update.h"
 #include "update/update_environment.h"

@@ -1,6 +1,7 @@
 #include "base/file/file_socket.h"
 
 #include "base/socket/socket_option.h"
+#include "base/socket/socket_query.h"
 
 int FileSetNonBlocking(int fd, int value) {
   return SocketSetNonBlocking(fd, value);

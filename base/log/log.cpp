@@ -4,6 +4,7 @@
 
 #include <iostream>
 
+#include "base/log/log_prefix.h"
 #include "base/sync/mutex.h"
 
 namespace {

@@ -12,7 +12,7 @@
 //
 // Each Logger accessor exists with an explicit Logger and without one (then
 // LoggerInstance()). With the Logger's `enabled` at 0 they return its
-// nullStream at once. LogMutex (base/sync/mutex.h) is held only while a line
+// nullStream at once. LogMutex (base/log/logger.h) is held only while a line
 // is begun: the caller's own text is written unlocked, so two threads writing
 // on one channel at once may interleave within a line, never within a line's
 // start. The direct accessors use neither the Logger nor LogMutex; they are
@@ -26,16 +26,6 @@
 #include <ostream>
 
 #include "base/log/logger.h"
-
-// Size of the buffer the accessors give LogPrefix.
-constexpr int kLogPrefixSize = 128;
-
-// Formats the line prefix into buffer and returns its length. The text is
-// bounded as snprintf(buffer, size - 1, ...) bounds it: at most size - 2
-// characters and a NUL (a 1-byte buffer gets the NUL alone; size 0 or less
-// writes nothing). No heap allocation, no lock; safe from any thread and in a
-// forked child (the cached process and thread ids are dropped at fork).
-int LogPrefix(char* buffer, int size);
 
 std::ostream& Log(Logger& logger);
 std::ostream& Log();

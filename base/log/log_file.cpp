@@ -1,7 +1,7 @@
 #include "base/log/log_file.h"
 
 #include "base/file/file_umask.h"
-#include "base/process/exit_status.h"
+#include "base/process/process_control.h"
 
 std::unique_ptr<std::ofstream> LoggerOpenFile(const Logger& logger,
                                               std::ios_base::openmode mode,

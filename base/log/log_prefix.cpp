@@ -1,16 +1,17 @@
-// The line prefix "<pid> <tid> HH:MM:SS mmm.uuu ", built for every log line.
-//
-// getpid and gettid are real system calls here (about a microsecond each)
-// and localtime_r takes the time-zone lock, while only the milliseconds
-// change from line to line. So each thread keeps "<pid> <tid> HH:MM:SS " as
-// text and rebuilds it only when the second or the process changes; a line
-// then costs one clock reading, one short copy and seven digits.
+// Built for every log line: getpid and gettid are real system calls here (about
+// a microsecond each) and localtime_r takes the time-zone lock, while only the
+// milliseconds change from line to line. So each thread keeps "<pid> <tid>
+// HH:MM:SS " as text and rebuilds it only when the second or the process
+// changes; a line then costs one clock reading, one short copy and seven
+// digits.
 //
 // The process id is read once per process. A forked child drops both the
 // process id and the forking thread's text (pthread_atfork), since that
 // thread is the child's only one and its ids belong to the parent. Other
 // threads do not exist in the child, and a new thread starts with an empty
 // text of its own.
+
+#include "base/log/log_prefix.h"
 
 #include <pthread.h>
 #include <sys/syscall.h>
@@ -20,7 +21,6 @@
 #include <atomic>
 #include <cstring>
 
-#include "base/log/log.h"
 #include "base/string/string_format.h"
 
 namespace {

@@ -27,6 +27,8 @@
 #include <ostream>
 #include <streambuf>
 
+#include "base/sync/mutex.h"
+
 struct Logger {
   Logger();
   ~Logger();
@@ -81,5 +83,10 @@ class LogStartup {
 
 // One per translation unit, ahead of that unit's own statics.
 static const LogStartup logStartup;
+
+// The process's one mutex in use: it serialises the start of log lines and
+// is held across fork by process creation. Initialised before main by the
+// start-up above, after the Logger; destroyed at exit before the Logger.
+extern Mutex LogMutex;
 
 #endif  // QZ_BASE_LOG_LOGGER_H_

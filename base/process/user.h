@@ -20,14 +20,10 @@ int ProcessParseId(const char* text);
 int ProcessGetUserId();
 int ProcessGetGroupId();
 
-int ProcessGetUserEntry(const char* name, struct passwd* record,
-                        char** buffer);
-int ProcessGetGroupEntry(const char* name, struct group* record,
-                         char** buffer);
-int ProcessGetUserEntryById(int user_id, struct passwd* record,
-                            char** buffer);
-int ProcessGetGroupEntryById(int group_id, struct group* record,
-                             char** buffer);
+int ProcessGetUserEntry(const char* name, struct passwd* record, char** buffer);
+int ProcessGetGroupEntry(const char* name, struct group* record, char** buffer);
+int ProcessGetUserEntryById(int user_id, struct passwd* record, char** buffer);
+int ProcessGetGroupEntryById(int group_id, struct group* record, char** buffer);
 
 // The id of a named user or group, or -1 (logged).
 int ProcessGetUserIdByName(const char* name);

@@ -1,5 +1,7 @@
 // Numeric addresses and ports of both ends of a socket.
 
+#include "base/socket/socket_network.h"
+
 #include <netdb.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -9,8 +11,8 @@
 #include <cstring>
 
 #include "base/error/error_format.h"
-#include "base/socket/socket_address.h"
 #include "base/socket/socket_report.h"
+#include "base/socket/socket_resolve.h"
 #include "base/string/owned_string.h"
 
 namespace {

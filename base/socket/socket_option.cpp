@@ -12,6 +12,7 @@
 
 #include "base/error/error_format.h"
 #include "base/socket/socket_report.h"
+#include "base/socket/socket_support.h"
 
 namespace {
 

@@ -1,5 +1,7 @@
 // A connected pair of local stream sockets, used as a pipe.
 
+#include "base/socket/socket_pipe.h"
+
 #include <sys/socket.h>
 #include <unistd.h>
 

@@ -1,5 +1,7 @@
 // Queries of descriptor and socket state.
 
+#include "base/socket/socket_query.h"
+
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -9,8 +11,9 @@
 #include <cerrno>
 
 #include "base/error/error_format.h"
-#include "base/socket/socket_option.h"
+#include "base/log/log.h"
 #include "base/socket/socket_report.h"
+#include "base/socket/socket_support.h"
 
 namespace {
 

@@ -10,78 +10,33 @@
 #ifndef QZ_BASE_SOCKET_SOCKET_REPORT_H_
 #define QZ_BASE_SOCKET_SOCKET_REPORT_H_
 
+#include <functional>
 #include <ostream>
-
-#include "base/error/error_format.h"
-#include "base/log/log.h"
 
 enum class SocketSeverity { kError, kWarning };
 
-template <typename Text>
-void SocketLogLine(SocketSeverity severity, const Text& text) {
-  std::ostream& stream = Log();
-  stream << (severity == SocketSeverity::kError ? "Socket: ERROR! "
-                                                : "Socket: WARNING! ");
-  text(stream);
-  stream << "\n";
-}
+// Writes a line's text on the stream it is given.
+using SocketText = std::function<void(std::ostream&)>;
 
-template <typename Text>
-void SocketErrorLine(SocketSeverity severity, const Text& text) {
-  std::ostream& stream =
-      severity == SocketSeverity::kError ? LogError() : LogWarning();
-  text(stream);
-  stream << "\n";
-}
+// The log line alone, and the error-stream line alone.
+void SocketLogLine(SocketSeverity severity, const SocketText& text);
+void SocketErrorLine(SocketSeverity severity, const SocketText& text);
 
 // The log line, then the error-stream line.
-template <typename Text>
-void SocketReportLine(SocketSeverity severity, const Text& text) {
-  SocketLogLine(severity, text);
-  SocketErrorLine(severity, text);
-}
+void SocketReportLine(SocketSeverity severity, const SocketText& text);
 
 // One line: "<text>. Error is <code> '<text of code>'."
-template <typename Text>
-void SocketReportFailure(SocketSeverity severity, int code, const Text& text) {
-  SocketReportLine(severity, [&](std::ostream& stream) {
-    text(stream);
-    stream << ". Error is " << ErrorQuoted(code) << ".";
-  });
-}
+void SocketReportFailure(SocketSeverity severity, int code,
+                         const SocketText& text);
 
 // "Error is <code> '<text of code>'."
-struct SocketErrorIs {
-  explicit SocketErrorIs(int error_code) : code(error_code) {}
-  void operator()(std::ostream& stream) const {
-    stream << "Error is " << ErrorQuoted(code) << ".";
-  }
-  int code;
-};
+SocketText SocketErrorIs(int code);
 
 // Two lines, "<text>." and the error line, each log line followed by its
 // error-stream line.
-template <typename Text>
-void SocketReportFailureLines(int code, const Text& text) {
-  auto first = [&](std::ostream& stream) {
-    text(stream);
-    stream << ".";
-  };
-  SocketReportLine(SocketSeverity::kError, first);
-  SocketReportLine(SocketSeverity::kError, SocketErrorIs(code));
-}
+void SocketReportFailureLines(int code, const SocketText& text);
 
 // The same two lines, both log lines before both error-stream lines.
-template <typename Text>
-void SocketReportFailureLinesGrouped(int code, const Text& text) {
-  auto first = [&](std::ostream& stream) {
-    text(stream);
-    stream << ".";
-  };
-  SocketLogLine(SocketSeverity::kError, first);
-  SocketLogLine(SocketSeverity::kError, SocketErrorIs(code));
-  SocketErrorLine(SocketSeverity::kError, first);
-  SocketErrorLine(SocketSeverity::kError, SocketErrorIs(code));
-}
+void SocketReportFailureLinesGrouped(int code, const SocketText& text);
 
 #endif  // QZ_BASE_SOCKET_SOCKET_REPORT_H_

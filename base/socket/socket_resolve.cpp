@@ -1,5 +1,7 @@
 // Names to IPv4 addresses and back, through the resolver, and their texts.
 
+#include "base/socket/socket_resolve.h"
+
 #include <arpa/inet.h>
 #include <netdb.h>
 #include <netinet/in.h>
@@ -8,8 +10,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/error/error_format.h"
 #include "base/error/error_text.h"
-#include "base/socket/socket_address.h"
 #include "base/socket/socket_report.h"
 
 namespace {

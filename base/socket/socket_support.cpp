@@ -1,12 +1,13 @@
 // The system-support level: decided once from uname's name and release.
 
+#include "base/socket/socket_support.h"
+
 #include <sys/utsname.h>
 
 #include <cerrno>
 #include <cstring>
 
 #include "base/error/error_format.h"
-#include "base/socket/socket_option.h"
 #include "base/socket/socket_report.h"
 
 std::atomic<int> SocketSystemSupport{-1};

@@ -7,8 +7,12 @@
 
 #include <gtest/gtest.h>
 
-#include "base/socket/socket_address.h"
+#include "base/socket/socket_network.h"
 #include "base/socket/socket_option.h"
+#include "base/socket/socket_pipe.h"
+#include "base/socket/socket_query.h"
+#include "base/socket/socket_resolve.h"
+#include "base/socket/socket_support.h"
 #include "base/string/owned_string.h"
 #include "testing/test_support.h"
 

@@ -16,11 +16,6 @@
 
 using Mutex = pthread_mutex_t;
 
-// The process's one mutex in use: it serialises the start of log lines and
-// is held across fork by process creation. Initialised before main by the
-// log start-up (see base/log/logger.h), destroyed at exit before the Logger.
-extern Mutex LogMutex;
-
 // Makes the mutex a fresh, unlocked recursive mutex.
 void MutexInit(Mutex* mutex);
 
