@@ -1,5 +1,11 @@
 #include "base/log/log_file.h"
 
+#include <ext/stdio_filebuf.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+
 #include "base/file/file_umask.h"
 #include "base/process/process_control.h"
 
@@ -26,4 +32,24 @@ std::unique_ptr<std::ofstream> LoggerOpenFile(const Logger& logger,
     ProcessSleep(kLoggerOpenPauseMilliseconds);
   }
   return nullptr;
+}
+
+std::unique_ptr<std::ofstream> LoggerAdoptFile(const Logger& logger, int fd) {
+  int own = fcntl(fd, F_DUPFD_CLOEXEC, 0);
+  if (own < 0) {
+    return nullptr;
+  }
+  // The standard streams open files by name only; the library's file
+  // buffer made on a descriptor is swapped into a plain file stream, which
+  // then writes and closes it like any file it opened itself.
+  __gnu_cxx::stdio_filebuf<char> held(
+      own, std::ios_base::out | std::ios_base::app,
+      logger.buffered == 0 ? 0 : static_cast<size_t>(BUFSIZ));
+  if (!held.is_open()) {
+    close(own);
+    return nullptr;
+  }
+  std::unique_ptr<std::ofstream> stream(new std::ofstream());
+  stream->rdbuf()->swap(held);
+  return stream;
 }

@@ -29,4 +29,11 @@ std::unique_ptr<std::ofstream> LoggerOpenFile(const Logger& logger,
                                               std::ios_base::openmode mode,
                                               const char* path);
 
+// A new heap file stream, owned by the caller, that appends to the file
+// open on fd through a duplicate of fd (close-on-exec) which the stream owns
+// and closes; fd stays the caller's. Unbuffered when logger.buffered is 0.
+// Null with errno when fd cannot be duplicated. Needs neither the file's
+// name nor /proc.
+std::unique_ptr<std::ofstream> LoggerAdoptFile(const Logger& logger, int fd);
+
 #endif  // QZ_BASE_LOG_LOG_FILE_H_

@@ -66,10 +66,10 @@ void LoggerRetireStream(Logger& logger, std::ostream* old,
 
 // Opens opened (appending) and makes it the channel's current stream, with
 // path (an owned string, taken over in every case) as the channel's path.
-void OpenAndAdopt(Logger& logger, Channel channel, const char* opened,
-                  char* path) {
-  std::unique_ptr<std::ofstream> file =
-      LoggerOpenFile(logger, std::ios_base::app, opened);
+// Makes file (when there is one) the channel's current stream and path its
+// path, retiring the previous stream; path is freed otherwise.
+void Adopt(Logger& logger, Channel channel, std::unique_ptr<std::ofstream> file,
+           char* path) {
   if (file == nullptr) {
     StringReset(&path);
     return;
@@ -87,7 +87,8 @@ void RedirectToFile(Logger& logger, Channel channel, const char* dir,
   if (path == nullptr) {
     return;
   }
-  OpenAndAdopt(logger, channel, path, path);
+  Adopt(logger, channel, LoggerOpenFile(logger, std::ios_base::app, path),
+        path);
 }
 
 // Returns whether the stream is now the channel's current stream. A null
@@ -153,11 +154,8 @@ void LoggerRedirectLogToDescriptor(Logger& logger, int fd, const char* path) {
       path[0] == '\0') {
     return;
   }
-  // The descriptor's entry under /proc names the very file the descriptor
-  // holds, wherever its name now leads: no path is walked again.
-  char link[64];
-  static_cast<void>(snprintf(link, sizeof link, "/proc/self/fd/%d", fd));
-  OpenAndAdopt(logger, LogChannel(logger), link, StringDuplicate(path));
+  Adopt(logger, LogChannel(logger), LoggerAdoptFile(logger, fd),
+        StringDuplicate(path));
 }
 
 void LoggerRedirectError(Logger& logger, const char* dir, const char* name) {

@@ -28,11 +28,12 @@ void LoggerRedirectError(Logger& logger, const char* dir, const char* name);
 
 // Log channel only, while logger.redirectEnabled is non-zero: as
 // LoggerRedirectLog, but the file is the one open on fd (which stays the
-// caller's), opened anew for appending through /proc/self/fd/<fd>, so that
-// no name is looked up again: whatever path now leads to, the channel writes
-// the file fd holds. path becomes the channel's path (copied). A negative
-// fd, a null or empty path, or a file that cannot be reopened (no /proc,
-// five tries) leaves the channel as it was.
+// caller's): the channel writes, for appending, through a duplicate of fd,
+// so that no name is looked up again and nothing but the descriptor is
+// needed (no /proc): whatever path now leads to, the channel writes the
+// file fd holds. path becomes the channel's path (copied). A negative fd, a
+// null or empty path, or a descriptor that cannot be duplicated leaves the
+// channel as it was.
 void LoggerRedirectLogToDescriptor(Logger& logger, int fd, const char* path);
 void LoggerRedirectAux(Logger& logger, const char* dir, const char* name);
 
