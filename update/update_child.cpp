@@ -29,7 +29,9 @@ int UpdateStartChild(const char* const* command) {
 
 int UpdateWaitChild(int pid, int* status) {
   // Waited for without reaping first, so that the handler never signals a
-  // process id that has been reaped and may be reused.
+  // process id that has been reaped and may be reused. A terminating signal
+  // does not end the wait: SIGTERM and SIGHUP are passed on to the child,
+  // and the run ends as interrupted once the child has ended.
   siginfo_t info = {};
   int result = -1;
   do {

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -36,7 +37,12 @@ std::string UpdateLogDirectoryName(const char* host, int pid, const char* id) {
 }
 
 bool UpdateHostNameUsable(const char* host) {
-  return strchr(host, '/') == nullptr && strstr(host, "..") == nullptr;
+  for (const char* at = host; *at != '\0'; ++at) {
+    if (*at == '/' || iscntrl(static_cast<unsigned char>(*at)) != 0) {
+      return false;
+    }
+  }
+  return true;
 }
 
 char* UpdateCreateLogDirectory() {
@@ -56,7 +62,8 @@ char* UpdateCreateLogDirectory() {
 
   // A name cut to fit would be some other directory: it is refused whole.
   // So is a host name that would put the directory anywhere but directly
-  // in QZ_ROOT.
+  // in QZ_ROOT, or that would bring the caller's control characters into
+  // root's output (a forged line, a terminal's escape sequence).
   int result = -1;
   if (path.size() > kPathMaxLength) {
     errno = ENAMETOOLONG;
@@ -66,8 +73,15 @@ char* UpdateCreateLogDirectory() {
     result = UpdateMadeLogDirectory(root, name.c_str(), path.c_str());
   }
   if (result != 0) {
+    // The caller's control characters stay out of root's output.
+    int error = errno;
+    std::string shown = path;
+    for (char& c : shown) {
+      c = iscntrl(static_cast<unsigned char>(c)) != 0 ? '?' : c;
+    }
+    errno = error;
     UpdateErrorLine() << "Update: WARNING! Could not create log directory '"
-                      << path << "'. Error is '" << UpdateErrnoText() << "'\n";
+                      << shown << "'. Error is '" << UpdateErrnoText() << "'\n";
     return nullptr;
   }
 

@@ -8,8 +8,10 @@
 // "M-<host>-<pid>-<id>".
 std::string UpdateLogDirectoryName(const char* host, int pid, const char* id);
 
-// Whether a host name keeps that name directly inside QZ_ROOT: false for a
-// name holding '/' or "..".
+// Whether a host name may go into the log directory's name: false for a
+// name holding '/' (the directory would not lie directly inside QZ_ROOT) or
+// a control character (it would reach root's output verbatim). ".." inside
+// a name is harmless: "M-a..b-<pid>-<id>" is one name.
 bool UpdateHostNameUsable(const char* host);
 
 #endif  // QZ_UPDATE_UPDATE_LOG_DIRECTORY_H_

@@ -10,16 +10,23 @@
 #include "base/file/file_umask.h"
 #include "base/string/owned_string.h"
 #include "update/update_owner.h"
+#include "update/update_resolve.h"
+#include "update/update_signals.h"
 
 namespace {
 
 // The one record of what this run made. Descriptors are -1 and strings null
 // until made; nothing is ever released before the process ends.
 struct Made {
-  // QZ_ROOT: the directory that receives the log directory, and its path
-  // when this run made it.
+  // The home directory that the personal root was looked for in, resolved
+  // once (or why it could not be).
+  int home = -1;
+  int homeError = 0;
+  // QZ_ROOT: the directory that receives the log directory, the path it
+  // was resolved or made for, and why it could not be when it is -1.
   int root = -1;
   char* rootPath = nullptr;
+  int rootError = 0;
   // The log directory: descriptor, path, name in root and identity.
   int logs = -1;
   char* logsPath = nullptr;
@@ -49,15 +56,19 @@ struct Expected {
 
 // Opens name under parent (a directory descriptor or AT_FDCWD) with flags,
 // never following a link (a file created here gets mode 0600), and checks
-// that what is open is what expected describes. Returns the descriptor
-// (close-on-exec), or -1 with errno: as openat said, or EPERM for anything
-// that is not what the driver made.
+// that what is open is what expected describes. The open does not wait:
+// whatever the caller put there (a FIFO without a reader) cannot hold the
+// driver, and an interrupted open is repeated only while no terminating
+// signal has come. Returns the descriptor (close-on-exec, blocking as
+// usual), or -1 with errno: as openat said, or EPERM for anything that is
+// not what the driver made.
 int OpenMade(int parent, const char* name, int flags, const Expected& expected,
              struct stat* record = nullptr) {
   int fd = -1;
   do {
-    fd = openat(parent, name, flags | O_NOFOLLOW | O_CLOEXEC, kSessionMode);
-  } while (fd < 0 && errno == EINTR);
+    fd = openat(parent, name, flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
+                kSessionMode);
+  } while (fd < 0 && errno == EINTR && UpdateReceivedSignal() == 0);
   if (fd < 0) {
     return -1;
   }
@@ -72,6 +83,9 @@ int OpenMade(int parent, const char* name, int flags, const Expected& expected,
     close(fd);
     errno = EPERM;
     return -1;
+  }
+  if ((flags & O_PATH) == 0) {
+    static_cast<void>(fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK));
   }
   if (record != nullptr) {
     *record = seen;
@@ -110,18 +124,28 @@ int MakeDirectory(int parent, const char* name, bool* made_it,
   return OpenMade(parent, name, O_RDONLY | O_DIRECTORY, expected, record);
 }
 
-// The directory that receives the log directory: QZ_ROOT as made in this
-// run, else as the caller's environment names it.
-int OpenRoot(const char* root) {
-  if (made.root >= 0 && made.rootPath != nullptr &&
-      strcmp(made.rootPath, root) == 0) {
-    return made.root;
-  }
+// Keeps fd (or, at -1, errno as why there is none) as QZ_ROOT for path;
+// errno is left as it was.
+void KeepRoot(const char* path, int fd) {
+  int error = errno;
+  made.rootError = fd < 0 ? error : 0;
   if (made.root >= 0) {
     close(made.root);
   }
-  StringReset(&made.rootPath);
-  made.root = open(root, O_PATH | O_DIRECTORY | O_CLOEXEC);
+  made.root = fd;
+  StringSet(&made.rootPath, path);
+  errno = error;
+}
+
+// The directory that receives the log directory: QZ_ROOT as the personal
+// root step resolved or made it, else as the caller's environment names it,
+// resolved now, once.
+int OpenRoot(const char* root) {
+  if (made.rootPath == nullptr || strcmp(made.rootPath, root) != 0) {
+    KeepRoot(root,
+             UpdateResolveDirectory(AT_FDCWD, root, UpdateResolveSafely()));
+  }
+  errno = made.rootError;
   return made.root;
 }
 
@@ -136,25 +160,50 @@ char* UpdateSessionPathOf(const char* logs) {
   return path;
 }
 
+bool UpdateMadeRootPresent(const char* home) {
+  made.home = UpdateResolveDirectory(AT_FDCWD, home, UpdateResolveSafely());
+  made.homeError = errno;
+  struct stat record = {};
+  return made.home >= 0 && fstatat(made.home, ".qz", &record, 0) == 0;
+}
+
 int UpdateMadeRoot(const char* root) {
   bool made_it = false;
-  int fd = MakeDirectory(AT_FDCWD, root, &made_it, nullptr);
+  errno = made.homeError;
+  int fd =
+      made.home < 0 ? -1 : MakeDirectory(made.home, ".qz", &made_it, nullptr);
   if (!made_it) {
+    KeepRoot(root, -1);  // the reason stays for the log directory's step
     return -1;
   }
   // From here on through the descriptor of the directory just made: the
   // home directory is the caller's, who may have put something else in its
   // place meanwhile, which is then neither changed nor used.
+  KeepRoot(root, fd);
   if (fd >= 0) {
     static_cast<void>(fchmod(fd, kDirectoryMode));
-    StringSet(&made.rootPath, root);
-    if (made.root >= 0) {
-      close(made.root);
-    }
-    made.root = fd;
   }
   UpdateSetOwnerOf(fd, root, true);
   return 0;
+}
+
+void UpdateMadeFindRoot(const char* root) {
+  errno = made.homeError;
+  KeepRoot(root, made.home < 0 ? -1
+                               : UpdateResolveDirectory(made.home, ".qz",
+                                                        UpdateResolveSafely()));
+}
+
+bool UpdateMadeRootHolds(const char* root, const char* name) {
+  struct stat record = {};
+  if (made.rootPath != nullptr && strcmp(made.rootPath, root) == 0) {
+    return made.root >= 0 && fstatat(made.root, name, &record, 0) == 0;
+  }
+  char* path = nullptr;
+  StringAppend(&path, root, "/", name);
+  bool present = stat(path, &record) == 0;
+  StringReset(&path);
+  return present;
 }
 
 int UpdateMadeLogDirectory(const char* root, const char* name,
@@ -166,6 +215,13 @@ int UpdateMadeLogDirectory(const char* root, const char* name,
   bool made_it = false;
   int fd = MakeDirectory(parent, name, &made_it, &made.logsRecord);
   if (fd < 0) {
+    // Made but not there as made: what was made goes again (an empty
+    // directory only, whoever's it is by now).
+    int error = errno;
+    if (made_it) {
+      static_cast<void>(unlinkat(parent, name, AT_REMOVEDIR));
+    }
+    errno = error;
     return -1;
   }
   made.logs = fd;
@@ -225,7 +281,7 @@ bool UpdateMadeReopenSession(int output) {
   int result = -1;
   do {
     result = dup2(file, output);
-  } while (result < 0 && errno == EINTR);
+  } while (result < 0 && errno == EINTR && UpdateReceivedSignal() == 0);
   close(file);
   return result >= 0;
 }

@@ -16,20 +16,40 @@
 // "<logs>/session": a new owned string, or null for a null logs.
 char* UpdateSessionPathOf(const char* logs);
 
-// Makes the personal root directory root (mode 0700, with the process umask
-// 077 around it), keeps a descriptor of it, sets its mode 0700 and gives it
-// to the sudo caller (UpdateSetOwner's lines). 0 when mkdir made it; -1 with
-// errno from mkdir otherwise (EEXIST: something is there already, which is
-// then neither changed nor kept). A directory made but no longer there as
-// made when it is opened is not kept, and the owner change reports why.
+// Resolves the home directory once and keeps it (safely under sudo, see
+// update_resolve.h), then tells whether ".qz" is there in it (following a
+// link, as a test of existence only). False also when the home directory
+// cannot be resolved; UpdateMadeRoot then fails with the reason.
+bool UpdateMadeRootPresent(const char* home);
+
+// Makes ".qz" in the home directory kept, as the personal root directory
+// root (mode 0700, with the process umask 077 around it), keeps a
+// descriptor of it, sets its mode 0700 and gives it to the sudo caller
+// (UpdateSetOwner's lines). 0 when mkdir made it; -1 with errno from mkdir
+// (or from resolving the home directory) otherwise (EEXIST: something is
+// there already, which is then neither changed nor kept). A directory made
+// but no longer there as made when it is opened is not kept, and the owner
+// change reports why.
 int UpdateMadeRoot(const char* root);
 
-// Makes the log directory name inside root (the personal root made by
-// UpdateMadeRoot when that is root, else root opened by path), mode 0700,
-// keeps a descriptor and the identity of it, sets its mode 0700 and gives
-// it to the sudo caller under the name path. 0 on success; -1 with errno
-// when root cannot be opened or the directory cannot be made or is not
-// there as made (nothing is kept or changed then).
+// Resolves the existing ".qz" of the home directory kept, as the personal
+// root directory root, and keeps it; when it cannot be resolved (a refused
+// step included), the reason is kept instead, and making the log directory
+// in root fails with it.
+void UpdateMadeFindRoot(const char* root);
+
+// Whether name exists in the personal root directory root (a link
+// followed, as a test of existence only): looked up through the directory
+// kept for root, else (a root the run did not resolve) by path.
+bool UpdateMadeRootHolds(const char* root, const char* name);
+
+// Makes the log directory name inside root (the personal root kept by
+// UpdateMadeRoot or UpdateMadeFindRoot when that is root, else root
+// resolved now, once), mode 0700, keeps a descriptor and the identity of
+// it, sets its mode 0700 and gives it to the sudo caller under the name
+// path. 0 on success; -1 with errno when root cannot be resolved or the
+// directory cannot be made or is not there as made (it is removed again
+// then, and nothing is kept or changed).
 int UpdateMadeLogDirectory(const char* root, const char* name,
                            const char* path);
 

@@ -12,26 +12,31 @@
 #include "update/update.h"
 #include "update/update_made.h"
 #include "update/update_print.h"
+#include "update/update_signals.h"
 
 namespace {
 
 // Points the stdout stream's descriptor at path, opened for appending
 // (created with mode 0666 less the umask, as a stream reopened with "a"
 // would be). The file is opened first and only then put in place, so a
-// file that cannot be opened leaves standard output as it was. Returns
-// true on success; errno tells why not otherwise.
+// file that cannot be opened leaves standard output as it was; the open
+// does not wait (for a FIFO's reader), and an interrupted call is repeated
+// only while no terminating signal has come. Returns true on success; errno
+// tells why not otherwise.
 bool ReopenOutputAppending(const char* path, int output) {
   int file = -1;
   do {
-    file = open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
-  } while (file < 0 && errno == EINTR);
+    file = open(path, O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_CLOEXEC,
+                0666);
+  } while (file < 0 && errno == EINTR && UpdateReceivedSignal() == 0);
   if (file < 0) {
     return false;
   }
+  static_cast<void>(fcntl(file, F_SETFL, fcntl(file, F_GETFL) & ~O_NONBLOCK));
   int result = -1;
   do {
     result = dup2(file, output);  // the copy on output is inherited
-  } while (result < 0 && errno == EINTR);
+  } while (result < 0 && errno == EINTR && UpdateReceivedSignal() == 0);
   int error = errno;
   close(file);
   errno = error;
@@ -96,6 +101,7 @@ void UpdateRestoreOutput() {
     UpdateErrorLine() << "Update: WARNING! Could not restore stdout because "
                          "someone closed it.\n";
   } else {
+    // The run is ending already: a signal noted does not stop this.
     int result = -1;
     do {
       result = dup2(savedOutput, output);

@@ -93,7 +93,7 @@ int UpdateStartPost() {
   if (root != nullptr) {
     StringAppend(&post_file, root, "/", "update.post");
   }
-  if (post_file != nullptr && FileExists(nullptr, post_file) == 1) {
+  if (post_file != nullptr && UpdateMadeRootHolds(root, "update.post")) {
     Log() << "Update: Using post file '" << post_file << "'.\n";
     command[count++] = "-f";
     command[count++] = post_file;

@@ -39,7 +39,11 @@ void RemoveSessionFile(bool made, const char* file) {
 
 void UpdateRemoveLogs() {
   const char* logs = UpdateGetEnvironment("QZ_LOGS");
-  if (logs == nullptr || FileExists(nullptr, logs) != 1) {
+  // The log directory made in this run is removed through its descriptors
+  // wherever its path leads by now; a QZ_LOGS from the caller's environment
+  // is taken by path, and only when it is there.
+  bool made = UpdateIsMadeLogDirectory(logs);
+  if (logs == nullptr || (!made && FileExists(nullptr, logs) != 1)) {
     UpdateErrorLine()
         << "Update: WARNING! Could not find log directory to remove.\n";
     return;
@@ -48,7 +52,6 @@ void UpdateRemoveLogs() {
   char* file = UpdateSessionPathOf(logs);
   // For the directory made in this run, only the very file that root made
   // counts as its session file.
-  bool made = UpdateIsMadeLogDirectory(logs);
   if (made ? UpdateMadeSessionPresent() : FileExists(nullptr, file) == 1) {
     RemoveSessionFile(made, file);
   } else {
@@ -56,7 +59,7 @@ void UpdateRemoveLogs() {
                       << "' does not exist.\n";
   }
 
-  if (FileExists(nullptr, logs) != 1) {
+  if (!made && FileExists(nullptr, logs) != 1) {
     UpdateErrorLine() << "Update: WARNING! Directory '" << logs
                       << "' does not exist. Error is '" << UpdateErrnoText()
                       << "'.\n";

@@ -79,20 +79,28 @@ char* UpdateRootDirectory() {
 
   char* root = nullptr;
   StringAppend(&root, home, "/.qz");
-  StringReset(&home);
 
-  if (FileExists(nullptr, root) != 1) {
+  // The home directory is resolved once; from then on the personal root is
+  // found or made through its descriptor.
+  if (!UpdateMadeRootPresent(home)) {
     UpdatePrint("Update: WARNING! Creating directory '") << root << "'.\n";
-    // Something that appeared there meanwhile (EEXIST) was not made by the
-    // driver: it is used as it is, its mode and owner untouched.
-    if (UpdateMadeRoot(root) != 0 && errno != EEXIST) {
-      int error = errno;
-      UpdateErrorLine() << "Update: ERROR! Can't create directory '" << root
-                        << ". Error is '" << error << "''" << ErrorText(error)
-                        << "''.\n";
-      return root;
+    if (UpdateMadeRoot(root) != 0) {
+      // Something that appeared there meanwhile (EEXIST) was not made by
+      // the driver: it is used as it is, its mode and owner untouched.
+      if (errno != EEXIST) {
+        int error = errno;
+        UpdateErrorLine() << "Update: ERROR! Can't create directory '" << root
+                          << ". Error is '" << error << "''" << ErrorText(error)
+                          << "''.\n";
+        StringReset(&home);
+        return root;
+      }
+      UpdateMadeFindRoot(root);
     }
+  } else {
+    UpdateMadeFindRoot(root);
   }
+  StringReset(&home);
 
   UpdatePrint("Update: Assuming QZ root directory '") << root << "'.\n";
   return root;

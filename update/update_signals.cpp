@@ -18,12 +18,23 @@ volatile sig_atomic_t signalCount = 0;
 // The child being waited for, or 0.
 volatile sig_atomic_t waitedChild = 0;
 
-constexpr int kTerminationSignals[] = {SIGINT, SIGTERM, SIGHUP};
+// Every signal that ends a process by default and that a sudo caller can
+// have sent to the driver: from the terminal (INT, QUIT, HUP), relayed by
+// sudo (TERM, USR1, USR2, ALRM) or raised by a resource limit that passes
+// through sudo (XCPU) or by a timer or I/O the caller set up. The faults
+// (SEGV, BUS, ILL, FPE, TRAP, SYS, ABRT) the caller cannot send; they keep
+// their default. SIGPIPE and SIGXFSZ make the write that raised them fail
+// instead (OnWriteFailure).
+constexpr int kTerminationSignals[] = {
+    SIGINT,  SIGTERM,   SIGHUP,  SIGQUIT, SIGUSR1, SIGUSR2,  SIGALRM,
+    SIGXCPU, SIGVTALRM, SIGPROF, SIGPOLL, SIGPWR,  SIGSTKFLT};
 
-// The child shares the terminal, which sends it SIGINT itself; SIGTERM and
-// SIGHUP, sent to the driver alone, are passed on.
+// The child shares the terminal, which sends it INT, QUIT and HUP itself;
+// SIGTERM and SIGHUP, sent to the driver alone, are passed on (a hangup
+// that did not come from the terminal still ends the child's session).
+// The others end the run once the child has ended.
 void Forward(pid_t child, int signal_number) {
-  if (child > 0 && signal_number != SIGINT) {
+  if (child > 0 && (signal_number == SIGTERM || signal_number == SIGHUP)) {
     static_cast<void>(kill(child, signal_number));
   }
 }
@@ -36,7 +47,7 @@ extern "C" void OnTermination(int signal_number) {
   errno = saved;
 }
 
-extern "C" void OnPipe(int) {}
+extern "C" void OnWriteFailure(int) {}
 
 // Installs handler for signal_number unless the caller set it to be
 // ignored. No SA_RESTART: a blocking getc or wait returns with EINTR.
@@ -69,7 +80,11 @@ void UpdateSetSignals() {
   for (int signal_number : kTerminationSignals) {
     Catch(signal_number, OnTermination, 0);
   }
-  Catch(SIGPIPE, OnPipe, SA_RESTART);
+  // A vanished reader (EPIPE) or the caller's file-size limit (EFBIG) fails
+  // the write, which the driver reports or forgets; the children still
+  // start with the default, as a handler does not pass exec.
+  Catch(SIGPIPE, OnWriteFailure, SA_RESTART);
+  Catch(SIGXFSZ, OnWriteFailure, SA_RESTART);
 }
 
 int UpdateReceivedSignal() { return receivedSignal; }

@@ -7,14 +7,17 @@
 #define QZ_UPDATE_UPDATE_SIGNALS_H_
 
 // At start: an empty signal mask, SIGCHLD to its default, a handler for
-// SIGINT, SIGTERM and SIGHUP (left alone when the caller ignores them) that
-// notes the signal and passes SIGTERM and SIGHUP on to the child being
-// waited for, and a handler for SIGPIPE that does nothing (unless the
-// caller ignores it), so that a write to a vanished reader fails with EPIPE
-// while the children still start with default dispositions.
+// every terminating signal the caller can send (SIGINT, SIGTERM, SIGHUP,
+// SIGQUIT, SIGUSR1, SIGUSR2, SIGALRM, SIGXCPU, SIGVTALRM, SIGPROF, SIGPOLL,
+// SIGPWR, SIGSTKFLT; each left alone when the caller ignores it) that notes
+// the signal and passes SIGTERM and SIGHUP on to the child being waited for,
+// and a handler for SIGPIPE and SIGXFSZ that does nothing (unless the caller
+// ignores them), so that a write to a vanished reader or past the file-size
+// limit fails with EPIPE or EFBIG, while the children still start with
+// default dispositions.
 void UpdateSetSignals();
 
-// The last of SIGINT, SIGTERM and SIGHUP received, or 0.
+// The last terminating signal received, or 0.
 int UpdateReceivedSignal();
 
 // How many of them have been received so far.
