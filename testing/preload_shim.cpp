@@ -5,14 +5,23 @@
 // run, with links to FAKE_TARGET:
 //   SHIM_AFTER=mkdir   right after mkdirat makes a log directory ("M-..."),
 //                      moves it aside and puts a link in its place;
+//   SHIM_AFTER=qz      the same right after mkdirat makes the personal root
+//                      (".qz");
+//   SHIM_AFTER=home    right after mkdirat makes the personal root, moves
+//                      the directory it was made in aside and puts a link in
+//                      its place;
 //   SHIM_AFTER=fchown  right after fchown gives a directory away, puts a
-//                      link named "session" in it.
+//                      link named "session" in it;
+//   SHIM_AFTER=open    makes the opening of a log directory just made fail
+//                      as it would with no descriptor left (EMFILE).
 
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -27,13 +36,38 @@ const std::string kAfter = getenv("SHIM_AFTER") ? getenv("SHIM_AFTER") : "";
 extern "C" int mkdirat(int parent, const char* name, mode_t mode) {
   int result = reinterpret_cast<int (*)(int, const char*, mode_t)>(
       dlsym(RTLD_NEXT, "mkdirat"))(parent, name, mode);
-  std::string moved = name + std::string(".moved");
-  if (result == 0 && kAfter == "mkdir" && moved.compare(0, 2, "M-") == 0 &&
+  std::string made = name, moved = made + ".moved", at = "/proc/self/fd/";
+  char dir[4096] = {};
+  bool log = made.compare(0, 2, "M-") == 0, root = made == ".qz";
+  if (result == 0 && ((kAfter == "mkdir" && log) || (kAfter == "qz" && root)) &&
       (renameat(parent, name, parent, moved.c_str()) != 0 ||
        symlinkat(getenv("FAKE_TARGET"), parent, name) != 0)) {
     perror("shim: mkdir");
   }
+  if (result == 0 && kAfter == "home" && root &&
+      (readlink((at + std::to_string(parent)).c_str(), dir, sizeof dir - 1) <=
+           0 ||
+       rename(dir, (dir + std::string(".moved")).c_str()) != 0 ||
+       symlink(getenv("FAKE_TARGET"), dir) != 0)) {
+    perror("shim: home");
+  }
   return result;
+}
+
+extern "C" int openat(int parent, const char* name, int flags, ...) {
+  mode_t mode = 0;
+  if ((flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE) {
+    va_list rest;
+    va_start(rest, flags);
+    mode = static_cast<mode_t>(va_arg(rest, int));
+    va_end(rest);
+  }
+  if (kAfter == "open" && std::string(name).compare(0, 2, "M-") == 0) {
+    errno = EMFILE;
+    return -1;
+  }
+  return reinterpret_cast<int (*)(int, const char*, int, mode_t)>(
+      dlsym(RTLD_NEXT, "openat"))(parent, name, flags, mode);
 }
 
 extern "C" int fchown(int fd, uid_t user, gid_t group) {
