@@ -28,8 +28,9 @@ TEST(ErrorText, NamesTextsAndLayouts) {
   out << held << ErrorName(0) << ErrorName(-1) << LastErrorName() << std::hex
       << ErrorQuoted(13) << '|' << ErrorComma(2) << '|' << ErrorText(0) << '|'
       << 255;
-  EXPECT_EQ(out.str(), "55SuccessUnknownENOENT13 '" + std::string(strerror(13)) +
-                           "'|2, " + LastErrorString() + "|No error|ff");
+  EXPECT_EQ(out.str(), "55SuccessUnknownENOENT13 '" +
+                           std::string(strerror(13)) + "'|2, " +
+                           LastErrorString() + "|No error|ff");
   EXPECT_EQ(errno, ENOENT);
 }
 

@@ -11,8 +11,8 @@
 
 #include <gtest/gtest.h>
 
-#include "base/log/log_redirect.h"
 #include "base/log/log_prefix.h"
+#include "base/log/log_redirect.h"
 #include "base/process/process_control.h"
 #include "base/string/string_format.h"
 #include "base/sync/mutex.h"
