@@ -15,7 +15,8 @@ int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     std::ifstream file(argv[i], std::ios::binary);
     if (!file) {
-      fprintf(stderr, "fuzz replay: cannot read '%s'\n", argv[i]);
+      static_cast<void>(
+          fprintf(stderr, "fuzz replay: cannot read '%s'\n", argv[i]));
       return 1;
     }
     std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(file)),

@@ -18,13 +18,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 // A property the target checks: a failure is a finding, reported and ended
 // with abort so that both the fuzzing engine and the replay see it.
-#define FUZZ_CHECK(condition)                                          \
-  do {                                                                 \
-    if (!(condition)) {                                                \
-      fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, \
-              #condition);                                             \
-      abort();                                                         \
-    }                                                                  \
+#define FUZZ_CHECK(condition)                                                  \
+  do {                                                                         \
+    if (!(condition)) {                                                        \
+      static_cast<void>(fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, \
+                                __LINE__, #condition));                        \
+      abort();                                                                 \
+    }                                                                          \
   } while (0)
 
 class FuzzInput {

@@ -30,6 +30,9 @@ namespace {
 
 // The point SHIM_AFTER names, or "".
 const std::string kAfter = getenv("SHIM_AFTER") ? getenv("SHIM_AFTER") : "";
+// What the planted links lead to.
+const char* const kTarget =
+    getenv("FAKE_TARGET") ? getenv("FAKE_TARGET") : "/nonexistent";
 
 }  // namespace
 
@@ -41,27 +44,26 @@ extern "C" int mkdirat(int parent, const char* name, mode_t mode) {
   bool log = made.compare(0, 2, "M-") == 0, root = made == ".qz";
   if (result == 0 && ((kAfter == "mkdir" && log) || (kAfter == "qz" && root)) &&
       (renameat(parent, name, parent, moved.c_str()) != 0 ||
-       symlinkat(getenv("FAKE_TARGET"), parent, name) != 0)) {
+       symlinkat(kTarget, parent, name) != 0)) {
     perror("shim: mkdir");
   }
   if (result == 0 && kAfter == "home" && root &&
       (readlink((at + std::to_string(parent)).c_str(), dir, sizeof dir - 1) <=
            0 ||
        rename(dir, (dir + std::string(".moved")).c_str()) != 0 ||
-       symlink(getenv("FAKE_TARGET"), dir) != 0)) {
+       symlink(kTarget, dir) != 0)) {
     perror("shim: home");
   }
   return result;
 }
 
 extern "C" int openat(int parent, const char* name, int flags, ...) {
-  mode_t mode = 0;
-  if ((flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE) {
-    va_list rest;
-    va_start(rest, flags);
-    mode = static_cast<mode_t>(va_arg(rest, int));
-    va_end(rest);
-  }
+  va_list rest;
+  va_start(rest, flags);
+  // The mode is there only for a file that may be created.
+  bool creates = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
+  auto mode = static_cast<mode_t>(creates ? va_arg(rest, int) : 0);
+  va_end(rest);
   if (kAfter == "open" && std::string(name).compare(0, 2, "M-") == 0) {
     errno = EMFILE;
     return -1;
@@ -75,8 +77,7 @@ extern "C" int fchown(int fd, uid_t user, gid_t group) {
       dlsym(RTLD_NEXT, "fchown"))(fd, user, group);
   struct stat record = {};
   if (kAfter == "fchown" && fstat(fd, &record) == 0 &&
-      S_ISDIR(record.st_mode) &&
-      symlinkat(getenv("FAKE_TARGET"), fd, "session") != 0) {
+      S_ISDIR(record.st_mode) && symlinkat(kTarget, fd, "session") != 0) {
     perror("shim: fchown");
   }
   return result;

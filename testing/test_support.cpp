@@ -85,7 +85,7 @@ std::string LogCapture::Text() const {
 
 StderrCapture::StderrCapture()
     : saved_(dup(2)), file_(memfd_create("stderr", MFD_CLOEXEC)) {
-  fflush(stderr);
+  static_cast<void>(fflush(stderr));
   std::clog.flush();
   dup2(file_, 2);
 }
@@ -98,7 +98,7 @@ StderrCapture::~StderrCapture() {
 }
 
 std::string StderrCapture::Take() {
-  fflush(stderr);
+  static_cast<void>(fflush(stderr));
   std::clog.flush();
   std::string text = ReadFile("/proc/self/fd/" + std::to_string(file_));
   EXPECT_EQ(ftruncate(file_, 0), 0);
@@ -111,7 +111,7 @@ int RunInChild(const std::function<int(int)>& body, std::string* output) {
   if (pipe2(channel, O_CLOEXEC) != 0) {
     return -1;
   }
-  fflush(nullptr);
+  static_cast<void>(fflush(nullptr));
   std::cout.flush();
   std::clog.flush();
   pid_t child = fork();

@@ -501,15 +501,15 @@ TEST(UpdatePaths, WithoutProcLink) {
   EXPECT_EQ(UpdateServerPath(nullptr), nullptr);
   qz_test::TempDir temp;
   qz_test::WriteFile(temp.File("qzrunner"), "");
-  const std::string at = temp.path();
+  const std::string& at = temp.path();
   const std::string fits = at + std::string(1013 - at.size(), '/');
   std::string shown;
-  for (const std::string& path :
-       {fits + ":/", fits + "/:" + at, "::/none::" + at + ":/",
-        "/none:/" + std::string(), std::string()}) {
+  const std::string paths[] = {fits + ":/", fits + "/:" + at,
+                               "::/none::" + at + ":/", "/none:/", ""};
+  for (const std::string& path : paths) {
     char buffer[1024] = {};
     UpdateSearchPath(path.empty() ? nullptr : path.c_str(), buffer);
-    shown += buffer + std::string("|");
+    shown.append(buffer).append("|");
   }
   EXPECT_EQ(shown, fits + "/|" + at + "/|" + at + "/|||");
 }
@@ -534,7 +534,7 @@ TEST(UpdateRedirectOutput, IntoFilesAndBack) {
   UpdateRestoreOutput();
   EXPECT_TRUE(UpdatePrint(nullptr).bad());
   std::cout.clear();
-  fflush(stdout);
+  static_cast<void>(fflush(stdout));
   EXPECT_EQ(qz_test::Descriptors(getpid()), before);
   dup2(original.get(), 1);
   lseek(terminal.get(), 0, SEEK_SET);
