@@ -61,9 +61,9 @@ TEST(File, StatAndOwnership) {
                 head + file + refused + head + "held" + refused);
 }
 
-// Lines read from a pipe (of a chosen capacity) with buffers of a given
-// size; the end of input leaves EIO; a buffer of one byte reads nothing.
-// Then writes of no string and to no descriptor.
+// Lines read from a pipe (which gets the capacity asked for) with buffers of
+// a given size; the end of input leaves EIO; a buffer of one byte reads
+// nothing. Then writes of no string and to no descriptor.
 TEST(FileReadLine, LinesFromAPipe) {
   using namespace std::string_literals;
   const std::tuple<std::string, int, std::string> cases[] = {
@@ -74,6 +74,7 @@ TEST(FileReadLine, LinesFromAPipe) {
   int ends[2];
   for (const auto& [input, size, expected] : cases) {
     ASSERT_EQ(FilePipe(ends, 4096), 1);
+    EXPECT_EQ(fcntl(ends[1], F_GETPIPE_SZ), 4096);
     qz_test::WriteAll(ends[1], input);
     close(ends[1]);
     std::string buffer(size, '?'), lines;

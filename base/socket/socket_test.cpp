@@ -140,13 +140,12 @@ __attribute__((noinline)) void ClearStack() {
 std::string NetworkInfo(int fd) {
   qz_test::LogCapture capture;
   char *local = StringDuplicate("old"), *remote = nullptr;
-  int local_port = 0, remote_port = 0;
+  int ports[2] = {0, 0};
   ClearStack();
-  int result =
-      SocketGetNetworkInfo(fd, &local, &local_port, &remote, &remote_port);
+  int result = SocketGetNetworkInfo(fd, &local, &ports[0], &remote, &ports[1]);
   std::string text = std::to_string(result) + " " + local + ":" +
-                     std::to_string(local_port) + " " + remote + ":" +
-                     std::to_string(remote_port) + "\n" + capture.Text();
+                     std::to_string(ports[0]) + " " + remote + ":" +
+                     std::to_string(ports[1]) + "\n" + capture.Text();
   StringReset(&local);
   StringReset(&remote);
   return text;

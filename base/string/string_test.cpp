@@ -83,8 +83,7 @@ TEST(StringFormat, TimeOfDay) {
   for (long micros : {0L, 7L, 999L, 1000L, 10010L, 123456L, 999999L}) {
     snprintf(expected, 17, "09:05:03 %07.3f", micros * 0.001);
     const timeval time = {second, micros};
-    EXPECT_EQ(TimeFormat(buffer, &time), buffer);
-    EXPECT_STREQ(buffer, expected);
+    EXPECT_STREQ(TimeFormat(buffer, &time), expected);
   }
 }
 
