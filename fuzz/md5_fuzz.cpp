@@ -10,9 +10,8 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   FuzzInput input(data, size);
   std::vector<size_t> cuts;
-  for (int i = input.TakeByte() % 8; i > 0; --i) {
+  for (int i = input.TakeByte() % 8; i > 0; --i)
     cuts.push_back(input.TakeByte() * 3u);
-  }
   const std::string rest = input.TakeRest();
   const auto* bytes = reinterpret_cast<const unsigned char*>(rest.data());
   unsigned char digests[2][16];

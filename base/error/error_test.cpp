@@ -26,58 +26,35 @@ TEST(ErrorText, NamesTextsAndLayouts) {
   errno = ENOENT;
   std::ostringstream out;
   out << held << ErrorName(0) << ErrorName(-1) << LastErrorName() << std::hex
-      << ErrorQuoted(13) << '|' << ErrorComma(2) << '|' << ErrorText(0) << '|'
-      << 255;
-  EXPECT_EQ(out.str(), "55SuccessUnknownENOENT13 '" +
-                           std::string(strerror(13)) + "'|2, " +
-                           LastErrorString() + "|No error|ff");
+      << ErrorQuoted(13) << '|' << ErrorComma(2) << '|' << ErrorText(0) << 255;
+  EXPECT_EQ(out.str(),
+            "55SuccessUnknownENOENT13 'Permission denied'|2, No such file or "
+            "directory|No errorff");
   EXPECT_EQ(errno, ENOENT);
 }
 
-const void* const kPointer = reinterpret_cast<const void*>(1);
-
-template <void (*Report)(const char*, const char*, const char*)>
-void Plain() {
-  Report("C", "m", "x");
-}
-
 // Every report writes one text after "C: ERROR! " on the log channel and
-// after "Error: " on the error channel, then sets errno.
-TEST(ErrorReport, EveryMember) {
+// after "Error: " on the error channel, then sets errno; one member per
+// layout of that text (the other members differ only in words and errno).
+TEST(ErrorReport, OneMemberPerLayout) {
   const std::string in = " in method 'C::m()' context [x]";
   const std::tuple<void (*)(), std::string, int> cases[] = {
       {[] { ErrorBadValue("C", -7, "m", "x"); }, "Bad value '-7'" + in, EINVAL},
-      {[] { ErrorBadValue("C", kPointer, "m", "x"); }, "Bad value '0x1'" + in,
-       EINVAL},
-      {[] { ErrorBadValue("C", "v", "m", "x"); }, "Bad value 'v'" + in, EINVAL},
-      {[] { ErrorBadValueForType("C", 3, 9, "m", "x"); },
-       "Bad value '9' for type '3'" + in, EINVAL},
-      {[] { ErrorBadPointer("C", kPointer, "m", "x"); },
+      {[] { ErrorBadPointer("C", reinterpret_cast<void*>(1), "m", "x"); },
        "Bad pointer '0x1'" + in, EINVAL},
-      {Plain<ErrorOperationNotPermitted>, "Operation not permitted" + in,
-       EPERM},
-      {Plain<ErrorNotImplemented>, "Not implemented" + in, ENOSYS},
-      {[] { ErrorNotImplemented("C", 12, "m", "x"); },
-       "Not implemented" + in + " value '12'", ENOSYS},
-      {[] { ErrorNotImplemented("C", kPointer, "m", "x"); },
-       "Not implemented" + in + " value '0x1'", ENOSYS},
-      {Plain<ErrorMemoryAllocation>, "Memory allocation failed" + in, ENOMEM},
-      {Plain<ErrorInvalidState>, "Invalid state for object" + in, EACCES},
-      {Plain<ErrorBadDescriptorState>, "Bad descriptor state" + in, EBADF},
-      {Plain<ErrorBufferNotFound>, "Buffer not found" + in, ENXIO},
-      {Plain<ErrorInvalidBufferOwner>, "Invalid buffer owner" + in, EDEADLK},
       {[] { ErrorBadEvent("C", nullptr, "m", "x"); }, "Bad event 'nil'" + in,
        EBADE},
-      {[] { ErrorInvalidOperationForType("C", "t", "m", "x"); },
-       "Invalid operation for type 't'" + in, ENOTSUP},
-      {[] { ErrorInvalidOperationForProto("C", "p", "m", "x"); },
-       "Invalid operation for proto 'p'" + in, EPROTO}};
+      {[] { ErrorBadValueForType("C", 3, 9, "m", "x"); },
+       "Bad value '9' for type '3'" + in, EINVAL},
+      {[] { ErrorOperationNotPermitted("C", "m", "x"); },
+       "Operation not permitted" + in, EPERM},
+      {[] { ErrorNotImplemented("C", 12, "m", "x"); },
+       "Not implemented" + in + " value '12'", ENOSYS}};
   for (const auto& [report, line, code] : cases) {
-    qz_test::LogCapture capture;
+    qz_test::LogCapture logged;
     report();
     EXPECT_EQ(errno, code) << line;
-    EXPECT_EQ(capture.Text(),
-              "C: ERROR! " + line + ".\nError: " + line + ".\n");
+    EXPECT_EQ(logged.Text(), "C: ERROR! " + line + ".\nError: " + line + ".\n");
   }
 }
 
