@@ -11,7 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   FuzzInput input(data, size);
   std::vector<size_t> cuts;
   for (int i = input.TakeByte() % 8; i > 0; --i)
-    cuts.push_back(input.TakeByte() * 3u);
+    cuts.push_back(static_cast<size_t>(input.TakeByte()) * 3);
   const std::string rest = input.TakeRest();
   const auto* bytes = reinterpret_cast<const unsigned char*>(rest.data());
   unsigned char digests[2][16];

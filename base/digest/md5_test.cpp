@@ -23,8 +23,8 @@ TEST(Md5, KnownDigests) {
     unsigned char sum[16];
     Md5Finish(&context, sum);
     char hex[33];
-    for (int i = 0; i < 16; ++i)
-      snprintf(hex + 2 * i, 3, "%02x", sum[i]);
+    for (size_t i = 0; i < 16; ++i)
+      static_cast<void>(snprintf(&hex[2 * i], 3, "%02x", sum[i]));
     EXPECT_STREQ(hex, digest) << text.size();
   }
 }

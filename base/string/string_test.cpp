@@ -81,7 +81,8 @@ TEST(StringFormat, TimeOfDay) {
   const time_t second = mktime(&local);
   char expected[17], buffer[17];
   for (long micros : {0L, 7L, 999L, 1000L, 10010L, 123456L, 999999L}) {
-    snprintf(expected, 17, "09:05:03 %07.3f", micros * 0.001);
+    static_cast<void>(snprintf(expected, 17, "09:05:03 %07.3f",
+                               static_cast<double>(micros) * 0.001));
     const timeval time = {second, micros};
     EXPECT_STREQ(TimeFormat(buffer, &time), expected);
   }
