@@ -53,8 +53,8 @@ TEST(ProcessExitCode, DecodesWaitStatuses) {
 // Calls that start no program, then what their failures logged, each
 // layout once: a command vector without argv[0] starts nothing; a failed
 // look-up releases its buffer and leaves the name alone; only a non-empty
-// prefix that the text begins with is replaced, and only by a non-empty
-// replacement; a temporary name in the current directory is warned about.
+// prefix that the text begins with is replaced; a temporary name in the
+// current directory is warned about.
 TEST(ProcessCalls, ResultsAndFailureLines) {
   char* name = nullptr;
   char* buffer = nullptr;
