@@ -11,12 +11,10 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::string text = FuzzInput(data, size).TakeString();
   std::vector<char> exact(text.c_str(), text.c_str() + text.size() + 1);
-  int fields[4] = {7, 7, 7, 7};
-  int count = StringParseVersion(exact.data(), &fields[0], &fields[1],
-                                 &fields[2], &fields[3]);
-  FUZZ_CHECK(count >= -1 && count <= 4);
-  for (int i = count < 0 ? 0 : count; i < 4; ++i) {
-    FUZZ_CHECK(fields[i] == -1);
+  int f[4] = {7, 7, 7, 7};
+  int count = StringParseVersion(exact.data(), &f[0], &f[1], &f[2], &f[3]);
+  for (int i = 0; i < 4; ++i) {
+    FUZZ_CHECK(count >= -1 && count <= 4 && (i < count || f[i] == -1));
   }
   return 0;
 }

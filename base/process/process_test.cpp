@@ -5,10 +5,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <iostream>
-#include <iterator>
 #include <regex>
-#include <sstream>
 
 #include <gtest/gtest.h>
 
@@ -21,7 +20,6 @@
 #include "base/process/temp_name.h"
 #include "base/process/user.h"
 #include "base/string/owned_string.h"
-#include "base/sync/mutex.h"
 #include "testing/test_support.h"
 
 namespace {
@@ -30,30 +28,21 @@ using namespace qz_test;
 
 const char* const kMissing[] = {"/nonexistent/qz", "x", nullptr};
 
-// The exit code of a program started with the parent's descriptors.
-int ExitCodeOf(const char* const* command) {
-  return ProcessExitCode(
-      WaitStatus(ProcessCreate(command, nullptr, 0, 1, 2, 0, 1)));
-}
-
 // Columns: a wait status, then what ProcessExited, ProcessExitStatus,
 // ProcessSignaled, ProcessTermSignal, ProcessStopped, ProcessStopSignal and
-// ProcessExitCode make of it: exits, deaths by a signal (0x80: core dumped),
-// a stop (0x7f) and a continued child (0xffff).
+// ProcessExitCode make of it: an exit, deaths by a signal (0x80: core
+// dumped), a stop (0x7f) and a continued child (0xffff).
 TEST(ProcessExitCode, DecodesWaitStatuses) {
-  const int cases[][8] = {{0x0000, 1, 0, 0, 0, 0, 0, 0},
-                          {0xff00, 1, 255, 0, 0, 0, 255, 255},
+  const int cases[][8] = {{0xff00, 1, 255, 0, 0, 0, 255, 255},
                           {0x0081, 0, 0, 1, 1, 0, 0, 4},
-                          {0x007e, 0, 0, 1, 126, 0, 0, 4},
                           {0x137f, 0, 19, 0, 127, 1, 19, 4991},
                           {0xffff, 0, 255, 0, 127, 0, 255, 65535}};
   LogCapture log;
   for (const auto& c : cases) {
-    int s = c[0];
-    EXPECT_EQ((std::vector<int>{ProcessExited(s), ProcessExitStatus(s),
-                                ProcessSignaled(s), ProcessTermSignal(s),
-                                ProcessStopped(s), ProcessStopSignal(s),
-                                ProcessExitCode(s)}),
+    EXPECT_EQ((std::vector<int>{ProcessExited(c[0]), ProcessExitStatus(c[0]),
+                                ProcessSignaled(c[0]), ProcessTermSignal(c[0]),
+                                ProcessStopped(c[0]), ProcessStopSignal(c[0]),
+                                ProcessExitCode(c[0])}),
               std::vector<int>(c + 1, c + 8));
   }
   EXPECT_EQ(log.Text(),
@@ -61,113 +50,130 @@ TEST(ProcessExitCode, DecodesWaitStatuses) {
             "Process: WARNING! Unrecognized exit code '65535'.\n");
 }
 
-TEST(ProcessDetach, SurvivorLeadsNewSession) {
-  std::string output;
-  RunInChild(
-      [](int out) {
-        int detached = ProcessDetach();
-        WriteAll(out, std::to_string(detached) + " " +
-                          std::to_string(getsid(0) == getpid()));
-        return 0;
-      },
-      &output);
-  EXPECT_EQ(output, "1 1");
-}
-
-// The exit code of a child that could not run its program is the exec's
-// error number; the child logs nothing. Failures are logged in one of two
-// layouts, quoted or with a comma; a vector without argv[0] starts nothing.
-TEST(ProcessCreate, FailuresAndTheirLines) {
-  const char* const refused[] = {"/dev/null", "x", nullptr};
-  StderrCapture error;
-  EXPECT_EQ(ExitCodeOf(kMissing), ENOENT);
-  EXPECT_EQ(ExitCodeOf(refused), EACCES);
-  EXPECT_EQ(error.Take(), "");
+// Calls that start no program, then what their failures logged, each
+// layout once: a command vector without argv[0] starts nothing; a failed
+// look-up releases its buffer and leaves the name alone; only a non-empty
+// prefix that the text begins with is replaced; a temporary name in the
+// current directory is warned about.
+TEST(ProcessCalls, ResultsAndFailureLines) {
+  char* name = nullptr;
+  char* buffer = nullptr;
+  struct group group;
+  char* path = StringDuplicate("/home/a/b");
   LogCapture log;
-  EXPECT_EQ(
-      (std::vector<int>{ProcessSetUserId(static_cast<int>(getuid())),
-                        ProcessSetGroupId(static_cast<int>(getgid())),
-                        ProcessCheck(getpid()), ProcessCheck(1 << 30),
-                        ProcessSetUserId(-1),
-                        ProcessExec(kMissing[0], kMissing + 1, kMissing + 2),
-                        ProcessExec(refused[0], refused + 1, nullptr),
-                        ProcessCreate(kMissing + 1, nullptr, 0, 1, 2, 0, 1)}),
-      (std::vector<int>{1, 1, 1, 0, -1, -1, -1, -1}));
+  EXPECT_EQ(ProcessSetUserId(static_cast<int>(getuid())), 1);
+  EXPECT_EQ(ProcessSetGroupId(static_cast<int>(getgid())), 1);
+  EXPECT_EQ(ProcessSetUserId(-1), -1);
+  EXPECT_EQ(ProcessExec(kMissing[0], kMissing + 1, nullptr), -1);
+  EXPECT_EQ(ProcessCreate(kMissing + 1, nullptr, 0, 1, 2, 0, 1), -1);
   EXPECT_EQ(errno, EINVAL);
-  EXPECT_EQ(log.Text(),
-            "Process: ERROR! Can't set user id to -1.\n"
-            "Process: ERROR! Error is 22, Invalid argument.\n"
-            "Process: WARNING! Function execve() for '/nonexistent/qz' "
-            "failed.\n"
-            "Process: WARNING! Error is 2 'No such file or directory'.\n"
-            "Process: WARNING! Function execvp() for '/dev/null' failed.\n"
-            "Process: WARNING! Error is 13 'Permission denied'.\n"
-            "Process: WARNING! Invalid number of parameters in process "
-            "creation.\n");
+  EXPECT_EQ(ProcessGetUserIdByName("root"), 0);
+  EXPECT_EQ(ProcessGetUserName(&name, 0), 1);
+  EXPECT_EQ(ProcessGetGroupEntry("qz-none", &group, &buffer), -1);
+  EXPECT_EQ(errno, ENOENT);
+  EXPECT_EQ(buffer, nullptr);
+  EXPECT_EQ(ProcessGetGroupName(&name, -2), -1);
+  EXPECT_STREQ(name, "root");
+  EXPECT_EQ(ProcessIsLocalHost("localhost"), 1);
+  EXPECT_EQ(ProcessIsLocalHost("localhost.localdomain"), 1);
+  EXPECT_EQ(ProcessIsLocalHost("127.0.0.1"), 1);
+  EXPECT_EQ(ProcessIsLocalHost("127.0.0.2"), 0);
+  EXPECT_EQ(ProcessReplacePrefix(&path, "/usr", "~"), 0);
+  EXPECT_EQ(ProcessReplacePrefix(&path, "", "~"), 0);
+  EXPECT_EQ(ProcessReplacePrefix(&path, "/home/a", "~"), 1);
+  EXPECT_STREQ(path, "~/b");
+  char* temp = ProcessTempName("", "x");
+  EXPECT_TRUE(std::regex_match(temp, std::regex("x\\d+"))) << temp;
+  const char* failures =
+      "Process: ERROR! Can't set user id to -1.\n"
+      "Process: ERROR! Error is 22, Invalid argument.\n"
+      "Process: WARNING! Function execvp() for '/nonexistent/qz' failed.\n"
+      "Process: WARNING! Error is 2 'No such file or directory'.\n"
+      "Process: WARNING! Invalid number of parameters in process creation.\n"
+      "Process: ERROR! Can't get information for group 'qz-none'.\n"
+      "Process: ERROR! Error is 2, No such file or directory.\n"
+      "Process: ERROR! Can't get information for group id '-2'.\n"
+      "Process: ERROR! Error is 2, No such file or directory.\n"
+      "Process: WARNING! Returning temporary name in current directory.\n";
+  EXPECT_EQ(log.Text(), failures);
+  StringReset(&name);
+  StringReset(&path);
+  free(temp);
 }
 
-// Starts a shell that stops itself (-p: it keeps a set-id identity), with
-// a pipe held at descriptor 10 standing for 9, and describes it stopped: its
-// nice value, each descriptor as the parent's own (p) or the pipe (s), and
-// its effective ids unless they are the caller's real ones.
-std::string Started(int input, int output, int error, int keep) {
-  int ends[2];
-  auto pick = [](int fd) { return fd == 9 ? 10 : fd; };
+// Rows: HOSTNAME, TEMP and TMP (null: unset), then the host name and the
+// start of a temporary name; an empty TEMP counts as unset.
+TEST(ProcessHostName, HostAndTemporaryNames) {
+  const char* cases[][5] = {{nullptr, nullptr, nullptr, "localhost", "/tmp/T-"},
+                            {"", "/t1", "/t2", "", "/t1/T-"},
+                            {"box", "", "/t2", "box", "/t2/T-"}};
+  for (const auto& c : cases) {
+    ScopedEnv host("HOSTNAME", c[0]), temp("TEMP", c[1]), tmp("TMP", c[2]);
+    EXPECT_STREQ(ProcessHostName(), c[3]);
+    char* name = ProcessTempName(nullptr, nullptr);
+    EXPECT_TRUE(std::regex_match(name, std::regex(c[4] + std::string("\\d+"))));
+    free(name);
+  }
+}
+
+// Rows: the effective ids to take beside real ids 65534 (-1: none); input,
+// output and error (9: a pipe); keep identity; and what the started program
+// shows, stopped: its nice value, each descriptor as the parent's own (p) or
+// the pipe (s), and its effective ids unless they are the real ones. It gets
+// the standard descriptors asked for and no other, and runs with the real
+// ids unless it keeps the effective ones, privileged or not.
+struct Start {
+  int effective, input, output, error, keep;
+  const char* report;
+};
+
+// In a child: detaches (the survivor, where ProcessDetach gives 1, goes on),
+// takes the ids, puts the output pipe at 9, starts a shell that stops itself
+// (-p: it keeps a set-id identity) and writes what it shows.
+int DescribeStarted(const Start& s, int out) {
   const char* shell[] = {"/bin/sh", "sh", "-p", "-c", "kill -STOP $$", nullptr};
-  pid_t child = pipe(ends) == 0 && dup2(ends[1], 10) == 10
-                    ? ProcessCreate(shell, nullptr, pick(input), pick(output),
-                                    pick(error), ProcessPriorityLowest, keep)
-                    : -1;
-  int status = 0;
-  if (child <= 0 || waitpid(child, &status, WUNTRACED) != child) {
-    return "not started";
+  int e = s.effective;
+  if (ProcessDetach() != 1 || (e >= 0 && (setresgid(65534, e, e) != 0 ||
+                                          setresuid(65534, e, e) != 0))) {
+    return 1;
+  }
+  dup2(out, 9);
+  pid_t child = ProcessCreate(shell, nullptr, s.input, s.output, s.error,
+                              ProcessPriorityLowest, s.keep);
+  if (child <= 0 || waitpid(child, nullptr, WUNTRACED) != child) {
+    return 1;
   }
   std::string text = std::to_string(getpriority(PRIO_PROCESS, child));
   std::map<int, std::string> own = Descriptors(getpid());
   for (const auto& [fd, link] : Descriptors(child)) {
-    text += " " + std::to_string(fd) + (link == own[10] ? "s" : "p");
+    text += " " + std::to_string(fd) + (link == own[9] ? "s" : "p");
   }
   std::string ids = ReadFile("/proc/" + std::to_string(child) + "/status");
   unsigned uid = 0, gid = 0;
   sscanf(ids.c_str() + ids.find("Uid:"), "Uid: %*u %u %*u %*u Gid: %*u %u",
          &uid, &gid);
   WaitStatus(child, true);
-  bool real = uid == getuid() && gid == getgid();
-  return real ? text
-              : text + " " + std::to_string(uid) + ":" + std::to_string(gid);
+  if (uid != getuid() || gid != getgid()) {
+    text += " " + std::to_string(uid) + ":" + std::to_string(gid);
+  }
+  WriteAll(out, text);
+  return 0;
 }
 
-// Rows: the effective ids to take beside real ids 65534 (-1: none); input,
-// output and error (9: the pipe); keep identity; and the program's report.
-// It gets the standard descriptors asked for and no other, and runs with
-// the real ids unless it keeps the effective ones, privileged or not.
 TEST(ProcessCreate, StartsTheProgramAsAsked) {
-  const struct {
-    int effective, input, output, error, keep;
-    const char* report;
-  } cases[] = {
+  const Start cases[] = {
       {-1, 0, 1, 2, 1, "19 0p 1p 2p"},  {-1, -1, 9, 9, 1, "19 0p 1s 2s"},
       {-1, 9, 9, 9, 1, "19 0s 1s 2s"},  {-1, 9, 9, -1, 1, "19 0s 1s 2p"},
       {-1, -1, 9, 1, 1, "19 0p 1s 2s"}, {-1, 9, 0, 2, 1, "19 0s 1s 2p"},
-      {0, 0, 1, 2, 0, "19 0p 1p 2p"},   {0, 0, 1, 2, 1, "19 0p 1p 2p 0:0"},
       {-1, 9, -1, 9, 1, "19 0s 1p 2s"}, {-1, 0, 1, 0, 1, "19 0p 1p 2p"},
+      {0, 0, 1, 2, 0, "19 0p 1p 2p"},   {0, 0, 1, 2, 1, "19 0p 1p 2p 0:0"},
       {1000, 0, 1, 2, 0, "19"}};
-  for (const auto& c : cases) {
+  for (const Start& c : cases) {
     if (c.effective >= 0 && geteuid() != 0) {
       GTEST_SKIP() << "splitting real and effective ids needs root";
     }
     std::string report;
-    RunInChild(
-        [&c](int out) {
-          int e = c.effective;
-          if (e >= 0 &&
-              (setresgid(65534, e, e) != 0 || setresuid(65534, e, e) != 0)) {
-            return 1;
-          }
-          WriteAll(out, Started(c.input, c.output, c.error, c.keep));
-          return 0;
-        },
-        &report);
+    RunInChild([&c](int out) { return DescribeStarted(c, out); }, &report);
     EXPECT_EQ(report, c.report);
   }
 }
@@ -178,157 +184,48 @@ void WriteAtFork() {
   *LoggerInstance().logStream << "later\n";
 }
 
-// What the parent buffered goes out once, before what the program writes;
-// what is written at the fork stays the parent's, also when the program
-// cannot start.
+// What the parent buffered goes out once, before the fork; what is written
+// at the fork stays the parent's, also when the program cannot start (the
+// child's exit code is then the exec's error number).
 TEST(ProcessCreate, ParentBuffersWrittenOnce) {
   std::string output;
   int status = RunInChild(
       [](int out) -> int {
         dup2(out, 1);
         setvbuf(stdout, nullptr, _IOFBF, 4096);
-        std::ios_base::sync_with_stdio(false);  // std::cout buffers itself
+        std::ios_base::sync_with_stdio(false);  // std::cout leaves stdout be
         Logger& logger = LoggerInstance();
         std::string path = "/proc/self/fd/" + std::to_string(out);
         logger.logStream = new std::ofstream(path);  // owned by the Logger
         logger.retiredErrorStream.reset(new std::ofstream(path));
-        std::cout << "cout\n";
         *logger.logStream << "log\n";
         *logger.retiredErrorStream << "retired\n";
         printf("stdio\n");
         pthread_atfork(WriteAtFork, nullptr, nullptr);
-        const char* echo[] = {"/bin/echo", "echo", "child", nullptr};
-        int code = ExitCodeOf(echo);
-        exit(code + ExitCodeOf(kMissing));
+        exit(WaitStatus(ProcessCreate(kMissing, nullptr, 0, 1, 2, 0, 1)) >> 8);
       },
       &output);
   EXPECT_EQ(status, ENOENT << 8);
-  EXPECT_EQ(output,
-            "cout\nlog\nretired\nstdio\nchild\nlater\nlate\nlater\nlate\n");
-}
-
-int lockedAtFork = -1;
-
-// Runs first in every forked child: was LogMutex held at the fork?
-void NoteLockAtFork() {
-  lockedAtFork = pthread_mutex_trylock(&LogMutex) == EBUSY ? 1 : 0;
-  if (lockedAtFork == 0) {
-    pthread_mutex_unlock(&LogMutex);
-  }
-}
-
-// The fork happens with LogMutex held; the parent gives it up after, and
-// the child, which replaces it, can log.
-TEST(ProcessFork, HoldsLogMutexAcrossFork) {
-  pthread_atfork(nullptr, nullptr, NoteLockAtFork);
-  std::string text;
-  int status = RunInChild(
-      [](int out) {
-        if (ProcessFork() == 0) {
-          alarm(10);  // a child stuck on the mutex dies
-          LogCapture log;
-          Log() << "held at fork: " << lockedAtFork << "\n";
-          WriteAll(out, log.Text());
-          _exit(0);
-        }
-        return RunInChild([](int) { return lockedAtFork; });
-      },
-      &text);
-  EXPECT_EQ(status, 0);
-  EXPECT_EQ(text, "held at fork: 1\n");
-}
-
-TEST(ProcessGetUserEntry, LookUps) {
-  char* name = nullptr;
-  EXPECT_EQ(ProcessGetUserIdByName("root") + ProcessGetGroupIdByName("root"),
-            0);
-  EXPECT_EQ(ProcessGetUserName(&name, 0) + ProcessGetGroupName(&name, 0), 2);
-  struct passwd user;
-  struct group group;
-  char* buffer = nullptr;
-  LogCapture log;
-  EXPECT_EQ((std::vector<int>{ProcessGetUserEntry("qz-none", &user, &buffer),
-                              ProcessGetGroupEntry("qz-none", &group, &buffer),
-                              ProcessGetUserEntryById(-2, &user, &buffer),
-                              ProcessGetGroupEntryById(-2, &group, &buffer),
-                              ProcessGetUserName(&name, -2),
-                              ProcessGetGroupName(&name, -2)}),
-            std::vector<int>(6, -1));
-  EXPECT_EQ(errno, ENOENT);
-  EXPECT_EQ(buffer, nullptr);
-  EXPECT_STREQ(name, "root");
-  StringReset(&name);
-  std::string lines;
-  for (std::string what : {"user 'qz-none'", "group 'qz-none'", "user id '-2'",
-                           "group id '-2'", "user id '-2'", "group id '-2'"}) {
-    lines += "Process: ERROR! Can't get information for " + what +
-             ".\nProcess: ERROR! Error is 2, No such file or directory.\n";
-  }
-  EXPECT_EQ(log.Text(), lines);
-}
-
-// Rows: HOSTNAME, TEMP and TMP (null: unset), the host name and the
-// temporary names they give; such names are only composed, not created.
-TEST(ProcessHostName, HostAndTemporaryNames) {
-  const char* cases[][5] = {{nullptr, nullptr, nullptr, "localhost", "/tmp/T-"},
-                            {"", "/t1", "/t2", "", "/t1/T-"},
-                            {"box", "", "/t2", "box", "/t2/T-"},
-                            {nullptr, "", "", "localhost", "/tmp/T-"}};
-  for (const auto& c : cases) {
-    ScopedEnv host("HOSTNAME", c[0]), temp("TEMP", c[1]), tmp("TMP", c[2]);
-    EXPECT_STREQ(ProcessHostName(), c[3]);
-    char* name = ProcessTempName(nullptr, nullptr);
-    EXPECT_TRUE(std::regex_match(name, std::regex(c[4] + std::string("\\d+"))));
-    free(name);
-  }
-  EXPECT_EQ(ProcessIsLocalHost("localhost") +
-                ProcessIsLocalHost("localhost.localdomain") +
-                ProcessIsLocalHost("127.0.0.1"),
-            3);
-  EXPECT_EQ(ProcessIsLocalHost("LOCALHOST") + ProcessIsLocalHost("127.0.0.2"),
-            0);
-  LogCapture log;
-  char* name = ProcessTempName("", "x");
-  EXPECT_TRUE(std::regex_match(name, std::regex("x\\d+"))) << name;
-  free(name);
-  EXPECT_EQ(log.Text(),
-            "Process: WARNING! Returning temporary name in current "
-            "directory.\n");
-}
-
-// Only a non-empty prefix that the string begins with is replaced, and only
-// by a non-empty replacement.
-TEST(ProcessReplacePrefix, OnlyANonEmptyPrefix) {
-  char* slot = StringDuplicate("/home/a/b");
-  EXPECT_EQ(ProcessReplacePrefix(&slot, "/usr", "~") +
-                ProcessReplacePrefix(&slot, "", "~") +
-                ProcessReplacePrefix(&slot, nullptr, "~") +
-                ProcessReplacePrefix(&slot, "/home/a", ""),
-            0);
-  EXPECT_EQ(ProcessReplacePrefix(&slot, "/home/a", "~"), 1);
-  EXPECT_STREQ(slot, "~/b");
-  StringReset(&slot);
+  EXPECT_EQ(output, "log\nretired\nstdio\nlater\nlate\n");
 }
 
 // Scans the blank-separated words of a line from `start`, after a reset, up
 // to -1 (ten calls at most): the results (a blank for -1), then the index,
 // the last option character and the last argument: "ab 4bx".
-std::string Scan(const char* options, const char* line, int start = 1) {
-  std::istringstream in(line);
-  std::vector<std::string> words{std::istream_iterator<std::string>(in), {}};
+std::string Scan(const char* options, std::string line, int start = 1) {
   std::vector<char*> argv;
-  for (std::string& word : words) {
-    argv.push_back(&word[0]);
+  char* rest = nullptr;
+  for (char* word = strtok_r(&line[0], " ", &rest); word != nullptr;
+       word = strtok_r(nullptr, " ", &rest)) {
+    argv.push_back(word);
   }
-  argv.push_back(nullptr);
   ProcessOptionIndex = start;
   ProcessOptionReset = 1;
   ProcessOptionChar = '0';
   ProcessOptionArgument = nullptr;
   std::string results;
   for (int got = 0; got != -1 && results.size() < 10;) {
-    got =
-        ProcessGetOption(static_cast<int>(words.size()), argv.data(), options);
+    got = ProcessGetOption(static_cast<int>(argv.size()), argv.data(), options);
     results += static_cast<char>(got == -1 ? ' ' : got);
   }
   return results + std::to_string(ProcessOptionIndex) +
@@ -341,20 +238,14 @@ TEST(ProcessGetOption, EdgeCases) {
       // option string, arguments, scan, diagnostic
       {"ab:", "prog -a -b x f", "ab 4bx", ""},
       {"ab:", "prog -bx", "b 2bx", ""},
-      {"ab:", "prog -b x -a", "ba 4a", ""},
-      {"ab:", "prog -b -a", "b 3b-a", ""},
-      {"ab:", "prog -aab v", "aab 3bv", ""},
       {"ab:", "prog -b", "? 2b", "prog: option requires an argument -- b\n"},
       {":ab:", "prog -b", ": 2b", ""},
       {"ab:", "prog -ac", "a? 2c", "prog: illegal option -- c\n"},
-      {":ab:", "prog -ca", "?a 2a", ""},
       {"a:b", "./tool -:", "? 2:", "./tool: illegal option -- :\n"},
       {"ab:", "prog --verbose -a", " 20", ""},
-      {"ab:", "prog -a -- -a", "a 3a", ""},
       {"ab:", "prog - -a", " 1-", ""},
       {"a-", "prog - -a x", "-a 3a", ""},
       {"ab:", "prog -a- -b", "a 1-", ""},
-      {"ab:", "prog file -a", " 10", ""},
   };
   StderrCapture capture;
   for (int diagnostics : {1, 0}) {
@@ -365,48 +256,28 @@ TEST(ProcessGetOption, EdgeCases) {
     }
   }
   EXPECT_EQ(Scan("a", "-a", 0), "a 1a");
-  EXPECT_EQ(Scan("a", "prog -a", -1), " -10");
   EXPECT_EQ(Scan(nullptr, "prog -a"), " 10");
 }
 
-// Items: limit 0 stands for 1024 and ~0 for none; a pair checks its key
-// with limit 0. A list matches a word that it begins with, up to a comma.
-// Escaping hides the separators in control bytes and back.
+// Items: limit 0 stands for 1024 and ~0 for none. A list matches a word
+// that it begins with, up to a comma; a word with a comma never matches.
+// Escaping hides the separators in bytes 29 to 31 and back.
 TEST(ProcessCheckOptionItem, ListUtilities) {
   const std::string k1023(1023, 'k'), k1024(1024, 'k');
-  const char* texts[] = {k1023.c_str(), k1024.c_str(), k1023.c_str(),
-                         k1024.c_str(), k1024.c_str(), "",
-                         "x",           "a=b",         "a,b",
-                         nullptr,       "a b\x1d\x1e"};
-  const uint32_t limits[] = {0, 0, 1023, 1025, ~0U, 1, 1, ~0U, ~0U, ~0U, 0};
-  // Pairs of a list and a word.
-  const char* matches[] = {"alpha,beta", "alpha",  "alpha",      "alpha",
-                           ",x",         "",       "alpha,beta", "alp",
-                           "alpha,beta", "beta",   "alpha",      "alphabet",
-                           "alpha,",     "alpha,", "x",          "",
-                           nullptr,      "x",      "x",          nullptr};
-  std::string results;
-  for (int i = 0; i < 11; ++i) {
-    results +=
-        std::to_string(ProcessCheckOptionItem(texts[i], limits[i])) + " ";
-  }
-  for (int i = 0; i < 20; i += 2) {
-    results += std::to_string(ProcessMatchOption(matches[i], matches[i + 1]));
-  }
-  EXPECT_EQ(results, "1 -1 -1 1 1 1 -1 -1 -1 -1 1 1110000000");
-  EXPECT_EQ(ProcessCheckOptionPair("key", "value", 0), 1);
-  EXPECT_EQ(ProcessCheckOptionPair(k1024.c_str(), "value", ~0U), -1);
-  EXPECT_EQ(ProcessCheckOptionPair("key", "vv", 2), -1);
+  EXPECT_EQ(ProcessCheckOptionItem(k1023.c_str(), 0), 1);
+  EXPECT_EQ(ProcessCheckOptionItem(k1024.c_str(), 0), -1);
+  EXPECT_EQ(ProcessCheckOptionItem(k1024.c_str(), ~0U), 1);
+  EXPECT_EQ(ProcessCheckOptionItem("a=b", ~0U), -1);
+  EXPECT_EQ(ProcessMatchOption("alpha,beta", "alpha"), 1);
+  EXPECT_EQ(ProcessMatchOption("alpha", "alpha"), 1);
+  EXPECT_EQ(ProcessMatchOption("alpha,beta", "alp"), 0);
+  EXPECT_EQ(ProcessMatchOption("alpha,beta", "beta"), 0);
+  EXPECT_EQ(ProcessMatchOption("alpha,", "alpha,"), 0);
   char text[] = "a=b, c";
   ProcessEscapeOption(text);
-  EXPECT_STREQ(text,
-               "a\x1d"
-               "b\x1e\x1f"
-               "c");
+  EXPECT_STREQ(text, "a\035b\036\037c");
   ProcessUnescapeOption(text);
   EXPECT_STREQ(text, "a=b, c");
-  ProcessEscapeOption(nullptr);
-  ProcessUnescapeOption(nullptr);
 }
 
 }  // namespace
