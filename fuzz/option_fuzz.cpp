@@ -20,6 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     words.emplace_back(word.c_str(), word.c_str() + word.size() + 1);
   }
   std::vector<char*> argv;
+  argv.reserve(words.size() + 1);
   for (std::vector<char>& word : words) {
     argv.push_back(word.data());
   }

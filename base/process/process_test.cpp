@@ -150,8 +150,8 @@ int DescribeStarted(const Start& s, int out) {
   }
   std::string ids = ReadFile("/proc/" + std::to_string(child) + "/status");
   unsigned uid = 0, gid = 0;
-  sscanf(ids.c_str() + ids.find("Uid:"), "Uid: %*u %u %*u %*u Gid: %*u %u",
-         &uid, &gid);
+  static_cast<void>(sscanf(ids.c_str() + ids.find("Uid:"),
+                           "Uid: %*u %u %*u %*u Gid: %*u %u", &uid, &gid));
   WaitStatus(child, true);
   if (uid != getuid() || gid != getgid()) {
     text += " " + std::to_string(uid) + ":" + std::to_string(gid);
@@ -178,6 +178,19 @@ TEST(ProcessCreate, StartsTheProgramAsAsked) {
   }
 }
 
+// A child forked while LogMutex was held (ProcessFork holds it across the
+// fork) can log: it replaced the mutex, which no thread of its own holds.
+TEST(ProcessFork, ChildLogsAfterTheFork) {
+  pid_t child = ProcessFork();
+  if (child == 0) {
+    alarm(10);  // a child stuck on the mutex dies
+    LogCapture log;
+    Log() << "logged\n";
+    _exit(log.Text() == "logged\n" ? 0 : 1);
+  }
+  EXPECT_EQ(WaitStatus(child), 0);
+}
+
 // Runs in the parent at the fork, as another thread writing just then.
 void WriteAtFork() {
   printf("late\n");
@@ -192,7 +205,7 @@ TEST(ProcessCreate, ParentBuffersWrittenOnce) {
   int status = RunInChild(
       [](int out) -> int {
         dup2(out, 1);
-        setvbuf(stdout, nullptr, _IOFBF, 4096);
+        static_cast<void>(setvbuf(stdout, nullptr, _IOFBF, 4096));
         std::ios_base::sync_with_stdio(false);  // std::cout leaves stdout be
         Logger& logger = LoggerInstance();
         std::string path = "/proc/self/fd/" + std::to_string(out);
