@@ -16,10 +16,7 @@ set -euo pipefail
 driver="${1:?usage: ansible_test.sh <qzupdate binary>}"
 deploy="$(cd "$(dirname "$0")/../../deploy/ansible" && pwd)"
 
-fail() {
-  echo "FAIL: $*" >&2
-  exit 1
-}
+fail() { echo "FAIL: $*" >&2; exit 1; }
 for tool in ansible-playbook ansible-lint; do
   command -v "$tool" >/dev/null && continue
   [ -z "${CI:-}" ] || fail "'$tool' is missing (tools/install-deps installs it)"
@@ -29,11 +26,7 @@ done
 
 work="$(mktemp -d "${TMPDIR:-/tmp}/qzupdate-ansible.XXXXXX")"
 made_user=""
-cleanup() {
-  [ -z "$made_user" ] || userdel "$made_user" || true
-  rm -rf "$work"
-}
-trap cleanup EXIT
+trap '[ -z "$made_user" ] || userdel "$made_user" || true; rm -rf "$work"' EXIT
 chmod 755 "$work"
 mkdir -p "$work/sys/bin" "$work/home" "$work/controller" "$work/stale/logs"
 touch "$work/stale/logs/session"

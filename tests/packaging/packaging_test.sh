@@ -18,8 +18,8 @@
 #            that nothing is left
 #
 # Environment (set by CMake): QZ_SOURCE_DIR, QZ_BUILD_DIR, QZ_WORK_DIR,
-# QZ_SYSTEM_DIR (relative to the prefix), QZ_HAVE_DRIVER (1 or 0),
-# QZ_VERSION (the project's version).
+# QZ_SYSTEM_DIR (relative to the prefix), QZ_VERSION (the project's
+# version).
 # Exit status: 0 passed, 77 skipped (with the reason on standard output: a
 # tool is missing for an ordinary user, or the check needs root), anything
 # else failed. Under CI a missing tool is a failure.
@@ -27,12 +27,11 @@ set -euo pipefail
 
 check="${1:?usage: packaging_test.sh <check>}"
 : "${QZ_SOURCE_DIR:?}" "${QZ_BUILD_DIR:?}" "${QZ_WORK_DIR:?}"
-: "${QZ_SYSTEM_DIR:=lib/qz}" "${QZ_HAVE_DRIVER:=0}"
+: "${QZ_SYSTEM_DIR:=lib/qz}"
 work="$QZ_WORK_DIR"
 debs="$work/package-build/packages"
 consumer="$QZ_SOURCE_DIR/tests/packaging/consumer"
-packages=(libqzbase-dev)
-[ "$QZ_HAVE_DRIVER" = 1 ] && packages+=(qzupdate)
+packages=(libqzbase-dev qzupdate)
 
 fail() { echo "FAIL: $*" >&2; exit 1; }
 skip() { echo "SKIP: $*"; exit 77; }
@@ -68,7 +67,7 @@ expected() {
       printf -- "-rw-r--r-- usr/$2/%s\n" libqzbase.a pkgconfig/qzbase.pc \
         cmake/qzbase/qzbase{Config,ConfigVersion,Targets,Targets-$3}.cmake
     fi
-    if [ "$1" != libqzbase-dev ] && [ "$QZ_HAVE_DRIVER" = 1 ]; then
+    if [ "$1" != libqzbase-dev ]; then
       echo "-rwxr-xr-x usr/$QZ_SYSTEM_DIR/bin/qzupdate"
       echo "lrwxrwxrwx usr/sbin/qzupdate -> ../$QZ_SYSTEM_DIR/bin/qzupdate"
       echo "-rw-r--r-- usr/share/man/man8/qzupdate.8.gz"
@@ -146,10 +145,8 @@ case "$check" in
       echo "#include \"${header#./}\"" | g++ -std=c++17 -fsyntax-only -Wall -Werror \
         -I"$stage/usr/include/qz" -x c++ - || fail "$header does not compile alone"
     done
-    if [ "$QZ_HAVE_DRIVER" = 1 ]; then
-      root="$(cd "$stage" && pwd -P)/usr"
-      run_driver "$root/sbin/qzupdate" "$root/$QZ_SYSTEM_DIR"
-    fi
+    root="$(cd "$stage" && pwd -P)/usr"
+    run_driver "$root/sbin/qzupdate" "$root/$QZ_SYSTEM_DIR"
     used="$(PKG_CONFIG_PATH="$stage/usr/$libdir/pkgconfig" \
             consumers -DCMAKE_PREFIX_PATH="$stage/usr" | tail -1)"
     [[ "$used" == "$stage/usr/"* ]] || fail "find_package(qzbase) used '$used'"
@@ -179,19 +176,17 @@ case "$check" in
         "$(expected "$package" "lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)" release)" \
         "$(dpkg-deb -c "$debs/$package"_*.deb | awk '$1 !~ /^d/ {print $1, substr($0, index($0, "./") + 2)}' | sort)"
     done
-    same "libqzbase-dev's section" libdevel "$(dpkg-deb -f "$debs"/libqzbase-dev_*.deb Section)"
-    if [ "$QZ_HAVE_DRIVER" = 1 ]; then
-      same "qzupdate's section" admin "$(dpkg-deb -f "$debs"/qzupdate_*.deb Section)"
-      dpkg-deb -f "$debs"/qzupdate_*.deb Depends | grep -q libc6 || fail "qzupdate has no dependencies"
-      # Control-flow protection marks every function entry; stack-clash
-      # probes show only in large frames, so their flag is read off the build.
-      dpkg-deb --fsys-tarfile "$debs"/qzupdate_*.deb |
-        tar -xO "./usr/$QZ_SYSTEM_DIR/bin/qzupdate" >"$work/driver"
-      [ "$(objdump -d "$work/driver" | grep -c endbr64)" -gt 100 ] ||
-        fail "the packaged driver has no control-flow protection"
-      grep -q -- -fstack-clash-protection "$work/package-build/update/CMakeFiles/qzupdate_core.dir/flags.make" ||
-        fail "the packaged driver is built without stack-clash protection"
-    fi
+    same "sections" "libdevel admin" "$(dpkg-deb -f "$debs"/libqzbase-dev_*.deb Section) $(
+      dpkg-deb -f "$debs"/qzupdate_*.deb Section)"
+    dpkg-deb -f "$debs"/qzupdate_*.deb Depends | grep -q libc6 || fail "qzupdate has no dependencies"
+    # Control-flow protection marks every function entry; stack-clash probes
+    # show only in large frames, so their flag is read off the build.
+    dpkg-deb --fsys-tarfile "$debs"/qzupdate_*.deb |
+      tar -xO "./usr/$QZ_SYSTEM_DIR/bin/qzupdate" >"$work/driver"
+    [ "$(objdump -d "$work/driver" | grep -c endbr64)" -gt 100 ] ||
+      fail "the packaged driver has no control-flow protection"
+    grep -q -- -fstack-clash-protection "$work/package-build/update/CMakeFiles/qzupdate_core.dir/flags.make" ||
+      fail "the packaged driver is built without stack-clash protection"
     ;;
   lintian)
     need_tool lintian
@@ -204,17 +199,13 @@ case "$check" in
       ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q installed ||
         skip "$package is already installed on this machine; not touching it"
     done
-    files=()
-    for package in "${packages[@]}"; do files+=("$debs/$package"_*.deb); done
     trap 'dpkg -r "${packages[@]}" >/dev/null 2>&1 || true' EXIT
-    DEBIAN_FRONTEND=noninteractive dpkg -i "${files[@]}" </dev/null >/dev/null || fail "dpkg -i failed"
+    DEBIAN_FRONTEND=noninteractive dpkg -i "$debs"/*.deb </dev/null >/dev/null || fail "dpkg -i failed"
     used="$(consumers | tail -1)"
     same "find_package(qzbase)" "/usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)/cmake/qzbase" "$used"
-    if [ "$QZ_HAVE_DRIVER" = 1 ]; then
-      run_driver /usr/sbin/qzupdate "/usr/$QZ_SYSTEM_DIR"
-      manual_page /usr/share/man/man8/qzupdate.8.gz
-      same "man -w qzupdate" /usr/share/man/man8/qzupdate.8.gz "$(man -w qzupdate)"
-    fi
+    run_driver /usr/sbin/qzupdate "/usr/$QZ_SYSTEM_DIR"
+    manual_page /usr/share/man/man8/qzupdate.8.gz
+    same "man -w qzupdate" /usr/share/man/man8/qzupdate.8.gz "$(man -w qzupdate)"
     mapfile -t files < <(dpkg -L "${packages[@]}")
     DEBIAN_FRONTEND=noninteractive dpkg -r "${packages[@]}" </dev/null >/dev/null || fail "dpkg -r failed"
     trap - EXIT
@@ -222,7 +213,7 @@ case "$check" in
     for path in "${files[@]}"; do
       [ ! -L "$path" ] && { [ ! -e "$path" ] || [ -d "$path" ]; } || fail "$path is left"
     done
-    for path in "/usr/$QZ_SYSTEM_DIR" /usr/include/qz; do
+    for path in "/usr/$QZ_SYSTEM_DIR" /usr/include/qz /usr/share/doc/{qzupdate,libqzbase-dev}; do
       [ ! -e "$path" ] || fail "$path is left"
     done
     ;;
