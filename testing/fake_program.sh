@@ -12,20 +12,19 @@
 name=${0##*/}
 fds=$QZ_TEST_REC/fds.$$
 # Listed by another process, so that nothing this shell opens shows.
-: >"$fds"
 [ ! -d /proc/$$/fd ] || find /proc/$$/fd -mindepth 1 \
   ! -lname "$(readlink -f "$0")" -fprintf "$fds" ' %f:%l'
 mode() { stat -c '%a %u:%g' "$1" 2>/dev/null | sed "s/$(id -u):$(id -g)/me/"; }
 {
   echo "$name $*"
-  env | grep -E '^(QZ_[CLRS]|LD_LIBRARY_PATH=)' | sort | tr '\n' ' '
-  echo
+  # shellcheck disable=SC2046 # the words, one space apart
+  echo $(env | grep -E '^(QZ_[CLRS]|LD_LIBRARY_PATH=)' | sort)
   echo "logs $(mode "$QZ_LOGS") session $(mode "$QZ_LOGS/session")"
-  pos=$([ ! -r /proc/$$/fdinfo/0 ] || sed -n 's/^pos:\t*//p' /proc/$$/fdinfo/0)
-  echo "fds$(cat "$fds") pos $pos"
+  pos=$(sed -n 's/^pos:\t*//p' /proc/$$/fdinfo/0 2>/dev/null)
+  echo "fds$(cat "$fds" 2>/dev/null) pos $pos"
   # Read by the shell itself: a child would see the mask it waits with.
   [ ! -r /proc/$$/status ] || while read -r key value; do
-    case $key in SigBlk: | SigIgn:) echo "$key	$value" ;; esac
+    case $key in SigBlk: | SigIgn:) echo "$key $value" ;; esac
   done </proc/$$/status
   [ "$name" != qzpost ] || cat "$QZ_LOGS/session"
 } >>"$QZ_TEST_REC/seen"
