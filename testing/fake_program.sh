@@ -10,10 +10,9 @@
 # runs the shell command FAKE_RUNNER or FAKE_POST: how the program ends, and
 # what it does to the installation first.
 name=${0##*/}
-fds=$QZ_TEST_REC/fds.$$
 # Listed by another process, so that nothing this shell opens shows.
 [ ! -d /proc/$$/fd ] || find /proc/$$/fd -mindepth 1 \
-  ! -lname "$(readlink -f "$0")" -fprintf "$fds" ' %f:%l'
+  ! -lname "$(readlink -f "$0")" -fprintf "$QZ_TEST_REC/fds.$$" ' %f:%l'
 mode() { stat -c '%a %u:%g' "$1" 2>/dev/null | sed "s/$(id -u):$(id -g)/me/"; }
 {
   echo "$name $*"
@@ -21,7 +20,7 @@ mode() { stat -c '%a %u:%g' "$1" 2>/dev/null | sed "s/$(id -u):$(id -g)/me/"; }
   echo $(env | grep -E '^(QZ_[CLRS]|LD_LIBRARY_PATH=)' | sort)
   echo "logs $(mode "$QZ_LOGS") session $(mode "$QZ_LOGS/session")"
   pos=$(sed -n 's/^pos:\t*//p' /proc/$$/fdinfo/0 2>/dev/null)
-  echo "fds$(cat "$fds" 2>/dev/null) pos $pos"
+  echo "fds$(cat "$QZ_TEST_REC/fds.$$" 2>/dev/null) pos $pos"
   # Read by the shell itself: a child would see the mask it waits with.
   [ ! -r /proc/$$/status ] || while read -r key value; do
     case $key in SigBlk: | SigIgn:) echo "$key $value" ;; esac

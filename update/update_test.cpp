@@ -20,7 +20,6 @@
 #include <iostream>
 #include <map>
 #include <regex>
-#include <sstream>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -45,10 +44,9 @@ const char kTokens[] =
 {logs}={set}Update: Using log directory '<L>'.\n{set};
 {key}=Update: Press any key to start $1 (it will $2 files).\n;
 {prompt}={logs}Update: Going to start update runner.\n{key qzrunner download};
-{run}={prompt}{starting}{waitrun}{ran $};
+{run}={prompt}{starting}{waitrun}Update: Update runner exited with code $.\n;
 {starting}=Update: ACTION! Starting update runner '{bin}/qzrunner.bin'.\n;
 {waitrun}=Update: Waiting update runner  with pid <n>.\n;
-{ran}=Update: Update runner exited with code $.\n;
 {ok}={run 0}{installing}{going2}{key qzpost install}{exists};
 {installing}=Update: New version downloaded, going to install it.\n;
 {going2}=Update: Going to start post update application.\n;
@@ -63,7 +61,7 @@ const char kTokens[] =
 {assume}=Update: Assuming QZ user's home directory '$'.\n;
 {home}={noroot}{assume <T>/home}{inhome};
 {inhome}=Update: Assuming QZ root directory in the user's home '<T>/home'.\n;
-{made}=Update: WARNING! Creating directory '<T>/home/.qz'.\n{set};
+{made}=Update: WARNING! Creating directory '<T>/home/.qz'.\n{set}{root};
 {root}=Update: Assuming QZ root directory '<T>/home/.qz'.\n;
 {success}=Update: Update finished successfully.\n;)"
     // Standard error.
@@ -72,7 +70,7 @@ const char kTokens[] =
 {fail}={exit $}{nologs};
 {nologs}=Update: WARNING! Could not find log directory to remove.\n;
 {HOME}=Update: ERROR!  HOME is '$'.\n;
-{nohomeenv}={HOME $}Update: ERROR! No environment for HOME.\n{empty};
+{nohomeenv}={HOME $}Update: ERROR! No environment for HOME.\n{empty}{noenv};
 {invalid}=Update: ERROR! Invalid value for the QZ home directory '$'.\n;
 {empty}=Update: ERROR! Home path is empty.\n;
 {noenv}=Update: ERROR! Can not find environment for QZ_ROOT.\n{fail 2};
@@ -148,12 +146,12 @@ const char kTokens[] =
 #define MOVED "\n<L> -> <T>/home/canary\n<L>.moved 700 me"
 #define CANARY_FILE \
   "{fd1 post}=<T>/rec/out;{copy post}=canary\n;echo canary >home/canary; "
-#define LINKED "<T>/home/canary 644 me 7\n<L> 700 {owner}\n<L>/session -> "
+#define LINKED \
+  "<T>/home/canary 644 me 7\n<L> 700 {owner}\n<L>/session -> <T>/home/canary"
 // A personal root that the sudo caller links to a directory of its own.
 #define OWN    \
   QZ_HOME SUDO \
       "{fd1 post}=<T>/home/own/M-testhost-<pid>-<id>/session;mkdir home/own; "
-#define SLEEP "runner 'exec sleep 60'"
 
 // The scenarios: name, script and what the run shows. The script is shell
 // run in the installation $T (see kSetup) that ends by exec'ing the driver;
@@ -193,13 +191,11 @@ const char* const kRows[][3] = {
     {"system_from_own_location",
      "{lib}=LD_LIBRARY_PATH=<T>/sys/lib ;Q=$I; run -u QZ_SYSTEM",
      "0|Update: Application path is '<T>/sys/bin'.\n{good}"},
-    {"root_made", QZ_HOME "run $H",
-     "0|{home}{made}{root}{good}|<T>/home/.qz 700 me"},
+    {"root_made", QZ_HOME "run $H", "0|{home}{made}{good}|<T>/home/.qz 700 me"},
     {"root_kept", QZ_HOME "mkdir home/.qz; run $H",
      "0|{home}{root}{good}|<T>/home/.qz 755 me"},
-    {"home_unset", "run -u QZ_ROOT", "2|{nohome}|{nohomeenv nil}{noenv}"},
-    {"home_empty",
-     "run -u QZ_ROOT QZ_HOME= HOME=", "2|{nohome}|{nohomeenv }{noenv}"},
+    {"home_unset", "run -u QZ_ROOT", "2|{nohome}|{nohomeenv nil}"},
+    {"home_empty", "run -u QZ_ROOT QZ_HOME= HOME=", "2|{nohome}|{nohomeenv }"},
     {"qz_home_too_long", "run -u QZ_ROOT QZ_HOME={long 1024} HOME=/ignored",
      "2|{noroot}|{invalid {long 1024}}{empty}{noenv}"},
     {"home_too_long", "run -u QZ_ROOT HOME={long 1024}",
@@ -220,7 +216,7 @@ const char* const kRows[][3] = {
     {"sudo_uid_alone", "{ids}={uid 12};run SUDO_UID=12x", "0|{good}"},
     {"sudo_gid_alone", "{ids}={gid 7};run SUDO_GID=7", "0|{good}"},
     {"sudo_caller_owns", QZ_HOME SUDO "run $H $D",
-     "0|{home}{made}{root}{good}|<T>/home/.qz 700 65534:65534"},
+     "0|{home}{made}{good}|<T>/home/.qz 700 65534:65534"},
     {"sudo_refused",
      "{ids}={uid 0}{gid 0};{copy post}={refused <L>/session 1}{s0};exec $U $E "
      "SUDO_UID=0 SUDO_GID=0 $I --upgrade",
@@ -228,8 +224,7 @@ const char* const kRows[][3] = {
      "<L>/session 1}|{both}|{refused <L>/session 1}{done}"},
     {"runner_links_session",
      "{modes post}=logs 700 me session 777 me;" CANARY_FILE "runner " LINK,
-     "0|{ok}{success}|{unsafe}{nosession}{dirfail 39}|{both}||" LINKED
-     "<T>/home/canary"},
+     "0|{ok}{success}|{unsafe}{nosession}{dirfail 39}|{both}||" LINKED},
     {"runner_links_directory",
      "{modes post}=logs 777 me session 644 me;{fd1 "
      "post}=<L>.moved/session;{copy post}=canary\n;" CANARY "runner " MOVE,
@@ -239,7 +234,7 @@ const char* const kRows[][3] = {
           "run SHIM_AFTER=fchown $D",
      "0|{ok}{success}|{refused <L>/session 17}{notgiven file <L>/session "
      "17}{unsafe}{logged}{waiting}{exited 0}{nosession}{dirfail "
-     "39}|{both}||" LINKED "<T>/home/canary"},
+     "39}|{both}||" LINKED},
     {"link_after_mkdir", CANARY "run SHIM_AFTER=mkdir",
      "0||{nodir <L> 20}|||" CANARIES MOVED},
     {"host_names_leaving_root",
@@ -271,20 +266,18 @@ const char* const kRows[][3] = {
     {"STKFLT_at_prompt", "at_prompt 16", "4|{stopped}"},
     {"term_ignored",
      "{fd0}=<T>/in;{ignored}=0000000000004000;at_prompt 15 "
-     "--ignore-signal=TERM",
+     "--ignore-signal=15",
      "0|{good}"},
-    {"int_in_runner", "S=setsid; (at SigIgn rec/seen; kill -INT -$$) & " SLEEP,
-     "4|{ended 4}"},
-    {"term_in_runner", "(at SigIgn rec/seen; kill -TERM $$) & " SLEEP,
-     "4|{ended 4}"},
+    {"int_in_runner", "S=setsid; in_runner INT -$$", "4|{ended 4}"},
+    {"term_in_runner", "in_runner TERM $$", "4|{ended 4}"},
     {"qz_linked_after_mkdir", QZ_HOME CANARY "run $H SHIM_AFTER=qz",
-     "0|{home}{made}{root}|{nodir <L> 20}|||<T>/home/.qz -> "
+     "0|{home}{made}|{nodir <L> 20}|||<T>/home/.qz -> "
      "<T>/home/canary\n<T>/home/.qz.moved 700 me\n" CANARIES},
     {"home_moved_after_mkdir",
      QZ_HOME "{exists}=;{modes}=logs  session ;{copy post}=;{fd1 "
              "post}=<T>/home.moved/.qz/M-testhost-<pid>-<id>/session;mkdir "
              "root/canary; run $H SHIM_AFTER=home FAKE_TARGET=$T/root/canary",
-     "0|{home}{made}{root}{good cat: <L>/session: No such file or "
+     "0|{home}{made}{good cat: <L>/session: No such file or "
      "directory\n}|<T>/root/canary 755 me"},
     {"log_directory_not_openable", "run SHIM_AFTER=open", "0||{nodir <L> 24}"},
     {"host_name_with_dots", "run HOSTNAME=a..b", "0|{good}"},
@@ -303,9 +296,8 @@ const char* const kRows[][3] = {
     {"session_made_a_fifo",
      "{copy post}=;{fd0}=<T>/in;{modes post}=logs 700 me session 644 me;{fd1 "
      "post}=<T>/rec/out;hold; (key qzrunner; at qzpost; L=$(echo root/M-*); rm "
-     "$L/session; mkfifo $L/session; echo >&3; until [ $(grep -c SigIgn "
-     "rec/seen) = 2 ]; do sleep 0.01; done; kill -TERM $$) & post 'exec sleep "
-     "60'",
+     "$L/session; mkfifo $L/session; echo >&3; : >$L/session; kill -TERM $$) & "
+     "post 'exec sleep 60'",
      "4|{ok}|{unsafe}{exit 4}{nosession}{dirfail 39}|{both}||<L> 700 "
      "me\n<L>/session 644 me"},
     // The keys answer the prompts after an XFSZ at the first (which ends
@@ -317,11 +309,10 @@ const char* const kRows[][3] = {
      "$QZ_LOGS/session)'",
      "0|{ok}||{both}|{s0}"},
     {"without_proc",
-     "{fds}=fds pos \n;{sig}=;printf '#!/bin/sh\\nmount -t tmpfs none /proc && "
-     "exec \"$@\"\\n' >np; chmod +x np; S=\"unshare -m$([ $(id -u) = 0 ] || "
-     "echo r) $T/np\"; if ! $S true; then echo no mount namespace to hide "
-     "/proc in >rec/skip; elif grep -q __asan_init $Q; then echo the "
-     "sanitizers need /proc >rec/skip; fi; run",
+     "{fds}=fds pos \n;{sig}=;echo 'mount -t tmpfs none /proc && exec \"$@\"' "
+     ">np; S=\"unshare -m$([ $(id -u) = 0 ] || echo r) sh np\"; $S true || "
+     "echo no mount namespace to hide /proc in >rec/skip; grep -q __asan_init "
+     "$Q && echo the sanitizers need /proc >rec/skip; run",
      "0|{good}"},
 };
 
@@ -337,7 +328,9 @@ const char* const kRows[][3] = {
 // by whatever waits with "at TEXT [FILE]" (for at most a minute); "key
 // PROGRAM" answers the prompt that starts PROGRAM, and shows "early" if it
 // has run already; "at_prompt N ARGS" runs with ARGS, sends signal N at
-// the first prompt and then ends the input; "qz TARGET [DIR]" links the
+// the first prompt and then ends the input; "in_runner SIGNAL PID" sends
+// SIGNAL to PID once the runner has shown what it saw, and the runner
+// waits for it; "qz TARGET [DIR]" links the
 // personal root to TARGET, gives home, the link and DIR to the sudo caller
 // and runs for it.
 const char kSetup[] =
@@ -363,6 +356,7 @@ hold() { mkfifo in; exec 3<>in <in; }
 key() { at "$1"; grep -qs "$1" rec/seen && echo early; echo >&3; }
 plain() { rm sys/bin/$1 && echo plain >sys/bin/$1; }
 at_prompt() { hold; (at qzrunner; kill -$1 $$) & shift; run "$@"; }
+in_runner() { (at SigIgn rec/seen; kill -$1 $2) & runner 'exec sleep 60'; }
 qz() { ln -s $1 home/.qz && chown -h 65534:65534 home home/.qz $2; run $H $D; }
 )";
 // What the run showed, in sections.
@@ -372,47 +366,38 @@ printf '|%s' "$(find "$T/root" "$T/home" -mindepth 1 \( -type l -printf \
   '%p -> %l\n' \) -o \( -type f -printf '%p %m %U:%G %s\n' \) -o -printf \
   '%p %m %U:%G\n' | LC_ALL=C sort | sed "s/ $(id -u):$(id -g)/ me/")")sh";
 
-void Replace(std::string* text, const std::string& from,
-             const std::string& to) {
-  for (size_t at = 0; (at = text->find(from, at)) != std::string::npos;
-       at += to.size()) {
-    text->replace(at, from.size(), to);
-  }
-}
-
+// The text with its tokens expanded, innermost first.
 std::string Expand(std::string text,
                    const std::map<std::string, std::string>& tokens) {
-  for (size_t close; (close = text.find('}')) != std::string::npos;) {
-    size_t open = text.rfind('{', close);
-    std::string token = text.substr(open + 1, close - open - 1);
-    std::string name = token.substr(0, token.find(' '));
-    std::string args = token.substr(std::min(token.size(), name.size() + 1));
+  const std::regex innermost(R"(\{(([^{} ]*) ?([^{}]*))\})");
+  // The args as a whole ("$&" of a replacement) and their words ("$1"...).
+  const std::regex args_words(R"((\S*) ?(\S*) ?(\S*)[\s\S]*)");
+  for (std::smatch token; std::regex_search(text, token, innermost);) {
+    std::string name = token[2], args = token[3];
     std::string value = name == "text" ? strerror(std::stoi(args))
                         : name == "long"
                             ? "/" + std::string(std::stoi(args) - 1, 'h')
-                        : tokens.count(token) != 0 ? tokens.at(token)
-                                                   : tokens.at(name);
-    std::istringstream words(args);
-    int count = 0;
-    for (std::string word; words >> word;) {
-      Replace(&value, "$" + std::to_string(++count), word);
-    }
-    Replace(&value, "$", args);
-    text.replace(open, close - open + 1, value);
+                        : tokens.count(token[1]) != 0 ? tokens.at(token[1])
+                                                      : tokens.at(name);
+    value = std::regex_replace(value, std::regex(R"(\$(?![0-9]))"), "$$&");
+    text.replace(token.position(), token.length(),
+                 std::regex_replace(args, args_words, value,
+                                    std::regex_constants::format_first_only));
   }
   return text;
 }
 
 // The placeholders in place of what varies from run to run.
 std::string Normalize(std::string text, const std::string& dir, pid_t pid) {
-  Replace(&text, dir, "<T>");
+  for (size_t at; (at = text.find(dir)) != std::string::npos;) {
+    text.replace(at, dir.size(), "<T>");
+  }
   const std::string p = std::to_string(pid);
   const std::pair<std::string, std::string> rules[] = {
       {"<T>/(root|home/\\.qz)/M-[^/\n]*-" + p + "-[0-9A-F]{32}", "<L>"},
       {"-[0-9]+-[0-9A-F]{32}", "-<pid>-<id>"},
       {"with pid [0-9]+", "with pid <n>"},
-      {"(^|\n|\\|)" + p + " " + p +
-           " [0-9]{2}:[0-9]{2}:[0-9]{2} [0-9]{3}\\.[0-9]{3} ",
+      {R"((^|\n|\|))" + p + " " + p + R"( \d\d:\d\d:\d\d \d{3}\.\d{3} )",
        "$1<prefix> "}};
   for (const auto& [pattern, replacement] : rules) {
     text = std::regex_replace(text, std::regex(pattern), replacement);
@@ -429,12 +414,12 @@ TEST_P(Driver, Run) {
   }
   // The definitions, each ended by ';' (and in kTokens by a line end).
   std::map<std::string, std::string> tokens;
-  std::string script = kTokens + std::string(row[1]);
-  const std::regex definition("^\\{([^}]*)\\}=([^;]*);\n?");
+  std::string script =
+      std::regex_replace(kTokens, std::regex(R"(\\n)"), "\n") + row[1];
+  const std::regex definition(R"(^\{([^}]*)\}=([^;]*);\n?)");
   for (std::smatch match; std::regex_search(script, match, definition);
        script = match.suffix()) {
-    tokens[match[1]] =
-        std::regex_replace(match[2].str(), std::regex(R"(\\n)"), "\n");
+    tokens[match[1]] = match[2];
   }
   qz_test::TempDir temp;
   const std::string dir = "T=" + temp.path() + "\n";
