@@ -265,8 +265,7 @@ const char* const kRows[][3] = {
     {"PWR_at_prompt", "at_prompt 30", "4|{stopped}"},
     {"STKFLT_at_prompt", "at_prompt 16", "4|{stopped}"},
     {"term_ignored",
-     "{fd0}=<T>/in;{ignored}=0000000000004000;at_prompt 15 "
-     "--ignore-signal=15",
+     "{fd0}=<T>/in;{ignored}=0000000000004000;at_prompt 15 --ignore-signal=15",
      "0|{good}"},
     {"int_in_runner", "S=setsid; in_runner INT -$$", "4|{ended 4}"},
     {"term_in_runner", "in_runner TERM $$", "4|{ended 4}"},
@@ -343,11 +342,10 @@ echo $$ >rec/pid; exec </dev/null >rec/out 2>rec/err
   U='setpriv --reuid=65534 --regid=65534 --clear-groups'
 I=$T/sys/bin/qzupdate; H="-u QZ_ROOT QZ_HOME=$T/home HOME=/ignored"
 D="SUDO_UID=65534 SUDO_GID=65534"
-E="env -i --default-signal PATH=/usr/bin:/bin HOSTNAME=testhost
-  QZ_SYSTEM=$T/sys QZ_ROOT=$T/root LD_LIBRARY_PATH=/caller/lib
-  LD_PRELOAD=$T/shim ASAN_OPTIONS=$ASAN_OPTIONS:verify_asan_link_order=0
-  UBSAN_OPTIONS=$UBSAN_OPTIONS QZ_TEST_REC=$T/rec
-  FAKE_TARGET=$T/home/canary env"
+E="env -i --default-signal PATH=/usr/bin:/bin HOSTNAME=testhost QZ_SYSTEM=$T/sys
+  ASAN_OPTIONS=$ASAN_OPTIONS:verify_asan_link_order=0 QZ_ROOT=$T/root
+  UBSAN_OPTIONS=$UBSAN_OPTIONS LD_LIBRARY_PATH=/caller/lib LD_PRELOAD=$T/shim
+  QZ_TEST_REC=$T/rec FAKE_TARGET=$T/home/canary env"
 run() { exec $S $E "$@" $Q --upgrade 3>&-; }
 runner() { run FAKE_RUNNER="$1"; }; post() { run FAKE_POST="$1"; }
 at() { i=0; until grep -qs "$1" "${2:-rec/out}" || [ $((i += 1)) = 6000 ]
@@ -362,8 +360,8 @@ qz() { ln -s $1 home/.qz && chown -h 65534:65534 home home/.qz $2; run $H $D; }
 // What the run showed, in sections.
 const char kCollect[] = R"sh(cd "$T" && for f in out err seen session; do
   printf '|'; cat rec/$f 2>/dev/null; done
-printf '|%s' "$(find "$T/root" "$T/home" -mindepth 1 \( -type l -printf \
-  '%p -> %l\n' \) -o \( -type f -printf '%p %m %U:%G %s\n' \) -o -printf \
+printf '|%s' "$(find "$T/root" "$T/home" -mindepth 1 -type l -printf \
+  '%p -> %l\n' -o -type f -printf '%p %m %U:%G %s\n' -o -printf \
   '%p %m %U:%G\n' | LC_ALL=C sort | sed "s/ $(id -u):$(id -g)/ me/")")sh";
 
 // The text with its tokens expanded, innermost first.
