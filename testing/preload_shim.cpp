@@ -33,7 +33,7 @@ static const char* const kTarget = getenv("FAKE_TARGET");
 
 // The function that the shim's one of the same name stands in front of.
 #define NEXT(function) \
-  reinterpret_cast<decltype(&function)>(dlsym(RTLD_NEXT, #function))
+  reinterpret_cast<decltype(&(function))>(dlsym(RTLD_NEXT, #function))
 
 extern "C" int mkdirat(int parent, const char* name, mode_t mode) {
   int result = NEXT(mkdirat)(parent, name, mode);

@@ -87,7 +87,7 @@ const char kTokens[] =
 {unsafe}=Update: Could not redirect stdout to '<L>/session'.\n;)"
     // What the programs see.
     R"({both}={seen runner}{seen post};
-{seen}={args $}\n{vars}\n{modes $}\n{fds $}{sig}{copy $};
+{seen}={args $} {vars}\n{modes $}\n{fds $}{sig}{copy $};
 {args runner}=qzrunner.bin --update background;
 {args post}=qzpost -s {bin}/qzserver;
 {bin}=<T>/sys/bin;
@@ -337,11 +337,10 @@ const char kSetup[] =
 cd "$T" && umask 022 && mkdir -p sys/bin root home rec && chmod 777 rec
 cp $Q sys/bin/qzupdate && cp $F child && cp $P shim
 for p in qzrunner.bin qzpost qzserver; do ln -s "$T/child" sys/bin/$p; done
-echo $$ >rec/pid; exec </dev/null >rec/out 2>rec/err
+echo $$ >rec/pid; I=$T/sys/bin/qzupdate; exec </dev/null >rec/out 2>rec/err
 [ $(id -u) = 0 ] && chown 65534:65534 root &&
   U='setpriv --reuid=65534 --regid=65534 --clear-groups'
-I=$T/sys/bin/qzupdate; H="-u QZ_ROOT QZ_HOME=$T/home HOME=/ignored"
-D="SUDO_UID=65534 SUDO_GID=65534"
+H="-u QZ_ROOT QZ_HOME=$T/home HOME=/ignored"; D="SUDO_UID=65534 SUDO_GID=65534"
 E="env -i --default-signal PATH=/usr/bin:/bin HOSTNAME=testhost QZ_SYSTEM=$T/sys
   ASAN_OPTIONS=$ASAN_OPTIONS:verify_asan_link_order=0 QZ_ROOT=$T/root
   UBSAN_OPTIONS=$UBSAN_OPTIONS LD_LIBRARY_PATH=/caller/lib LD_PRELOAD=$T/shim
@@ -387,11 +386,10 @@ std::string Expand(std::string text,
 
 // The placeholders in place of what varies from run to run.
 std::string Normalize(std::string text, const std::string& dir, pid_t pid) {
-  for (size_t at; (at = text.find(dir)) != std::string::npos;) {
-    text.replace(at, dir.size(), "<T>");
-  }
   const std::string p = std::to_string(pid);
   const std::pair<std::string, std::string> rules[] = {
+      {std::regex_replace(dir, std::regex(R"([\\^$.|?*+()[\]{}])"), R"(\$&)"),
+       "<T>"},
       {"<T>/(root|home/\\.qz)/M-[^/\n]*-" + p + "-[0-9A-F]{32}", "<L>"},
       {"-[0-9]+-[0-9A-F]{32}", "-<pid>-<id>"},
       {"with pid [0-9]+", "with pid <n>"},
