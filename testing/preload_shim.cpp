@@ -26,33 +26,29 @@
 #include <cstdlib>
 #include <string>
 
-namespace {
+// The point SHIM_AFTER names, or "", and what the planted links lead to.
+static const std::string kAfter =
+    getenv("SHIM_AFTER") != nullptr ? getenv("SHIM_AFTER") : "";
+static const char* const kTarget = getenv("FAKE_TARGET");
 
-// The point SHIM_AFTER names, or "".
-const std::string kAfter = getenv("SHIM_AFTER") ? getenv("SHIM_AFTER") : "";
-// What the planted links lead to.
-const char* const kTarget =
-    getenv("FAKE_TARGET") ? getenv("FAKE_TARGET") : "/nonexistent";
-
-}  // namespace
+// The function that the shim's one of the same name stands in front of.
+#define NEXT(function) \
+  reinterpret_cast<decltype(&(function))>(dlsym(RTLD_NEXT, #function))
 
 extern "C" int mkdirat(int parent, const char* name, mode_t mode) {
-  int result = reinterpret_cast<int (*)(int, const char*, mode_t)>(
-      dlsym(RTLD_NEXT, "mkdirat"))(parent, name, mode);
-  std::string made = name, moved = made + ".moved", at = "/proc/self/fd/";
-  char dir[4096] = {};
-  bool log = made.compare(0, 2, "M-") == 0, root = made == ".qz";
-  if (result == 0 && ((kAfter == "mkdir" && log) || (kAfter == "qz" && root)) &&
-      (renameat(parent, name, parent, moved.c_str()) != 0 ||
-       symlinkat(kTarget, parent, name) != 0)) {
-    perror("shim: mkdir");
-  }
-  if (result == 0 && kAfter == "home" && root &&
-      (readlink((at + std::to_string(parent)).c_str(), dir, sizeof dir - 1) <=
-           0 ||
-       rename(dir, (dir + std::string(".moved")).c_str()) != 0 ||
-       symlink(kTarget, dir) != 0)) {
-    perror("shim: home");
+  int result = NEXT(mkdirat)(parent, name, mode);
+  std::string made = name, at = "/proc/self/fd/" + std::to_string(parent);
+  bool root = made == ".qz", log = made.compare(0, 2, "M-") == 0;
+  if (result == 0 && ((kAfter == "mkdir" && log) ||
+                      ((kAfter == "qz" || kAfter == "home") && root))) {
+    // What was made, or for "home" the directory it was made in.
+    char dir[4096] = {};
+    static_cast<void>(readlink(at.c_str(), dir, sizeof dir - 1));
+    std::string moved = kAfter == "home" ? dir : dir + ("/" + made);
+    if (rename(moved.c_str(), (moved + ".moved").c_str()) != 0 ||
+        symlink(kTarget, moved.c_str()) != 0) {
+      perror("shim: mkdirat");
+    }
   }
   return result;
 }
@@ -68,13 +64,11 @@ extern "C" int openat(int parent, const char* name, int flags, ...) {
     errno = EMFILE;
     return -1;
   }
-  return reinterpret_cast<int (*)(int, const char*, int, mode_t)>(
-      dlsym(RTLD_NEXT, "openat"))(parent, name, flags, mode);
+  return NEXT(openat)(parent, name, flags, mode);
 }
 
 extern "C" int fchown(int fd, uid_t user, gid_t group) {
-  int result = reinterpret_cast<int (*)(int, uid_t, gid_t)>(
-      dlsym(RTLD_NEXT, "fchown"))(fd, user, group);
+  int result = NEXT(fchown)(fd, user, group);
   struct stat record = {};
   if (kAfter == "fchown" && fstat(fd, &record) == 0 &&
       S_ISDIR(record.st_mode) && symlinkat(kTarget, fd, "session") != 0) {
@@ -89,6 +83,5 @@ extern "C" int unlinkat(int parent, const char* name, int flags) {
       linkat(parent, name, AT_FDCWD, kept.c_str(), 0) != 0) {
     perror("shim: keeping the session");
   }
-  return reinterpret_cast<int (*)(int, const char*, int)>(
-      dlsym(RTLD_NEXT, "unlinkat"))(parent, name, flags);
+  return NEXT(unlinkat)(parent, name, flags);
 }
