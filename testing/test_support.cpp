@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <grp.h>
-#include <signal.h>
 #include <stdio.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -21,17 +20,6 @@
 #include "base/log/logger.h"
 
 namespace qz_test {
-
-ScopedEnv::ScopedEnv(const char* name, const char* value) : name_(name) {
-  if (const char* old = getenv(name)) {
-    old_ = old;
-  }
-  value != nullptr ? setenv(name, value, 1) : unsetenv(name);
-}
-
-ScopedEnv::~ScopedEnv() {
-  old_ ? setenv(name_.c_str(), old_->c_str(), 1) : unsetenv(name_.c_str());
-}
 
 TempDir::TempDir() {
   char pattern[] = "/tmp/qz-test-XXXXXX";
@@ -137,10 +125,7 @@ bool DropPrivileges() {
   return geteuid() != 0 && getuid() != 0;
 }
 
-int WaitStatus(pid_t child, bool kill_first) {
-  if (kill_first) {
-    kill(child, SIGKILL);
-  }
+int WaitStatus(pid_t child) {
   int status = 0;
   pid_t result;
   while ((result = waitpid(child, &status, 0)) == -1 && errno == EINTR) {
@@ -194,15 +179,14 @@ void WriteFile(const std::string& path, const std::string& text) {
   EXPECT_TRUE(std::ofstream(path, std::ios::binary) << text) << path;
 }
 
-std::string DescribePath(const std::string& path) {
+std::string FileMode(const std::string& path) {
   struct stat record = {};
-  if (lstat(path.c_str(), &record) != 0) {
-    return "missing";
+  char mode[16] = "missing";
+  if (lstat(path.c_str(), &record) == 0) {
+    static_cast<void>(
+        snprintf(mode, sizeof mode, "%o", record.st_mode & 07777));
   }
-  std::ostringstream text;
-  text << std::oct << (record.st_mode & 07777) << std::dec << " "
-       << record.st_uid << ":" << record.st_gid;
-  return text.str();
+  return mode;
 }
 
 }  // namespace qz_test

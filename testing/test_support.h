@@ -1,6 +1,6 @@
-// Shared by every test: temporary directories, scoped environment, captures
-// of the log channels and of standard error, children (also without
-// privileges), a /proc probe of open descriptors and whole-file helpers.
+// Shared by every test: temporary directories, captures of the log channels
+// and of standard error, children (also without privileges), a /proc probe
+// of open descriptors and whole-file helpers.
 
 #ifndef QZ_TESTING_TEST_SUPPORT_H_
 #define QZ_TESTING_TEST_SUPPORT_H_
@@ -9,23 +9,11 @@
 
 #include <functional>
 #include <map>
-#include <optional>
 #include <ostream>
 #include <sstream>
 #include <string>
 
 namespace qz_test {
-
-// Sets (null: unsets) a variable, putting back what was there at scope end.
-class ScopedEnv {
- public:
-  ScopedEnv(const char* name, const char* value);
-  ~ScopedEnv();
-
- private:
-  std::string name_;
-  std::optional<std::string> old_;
-};
 
 // A new directory under /tmp (mode 0755, so that a user a test drops to can
 // reach what lies below), removed with all it holds at scope end, also
@@ -94,8 +82,8 @@ int RunInChild(const std::function<int(int)>& body,
 // groups (the unprivileged side of a test, also in CI, which runs as root).
 // True when the process is then unprivileged.
 bool DropPrivileges();
-// The wait status of a child (killed first when asked), or -1.
-int WaitStatus(pid_t child, bool kill_first = false);
+// The wait status of a child, or -1.
+int WaitStatus(pid_t child);
 
 // The open descriptors of a process and what each leads to (its /proc
 // link), without the one used to list them.
@@ -106,9 +94,9 @@ std::string ReadAll(int fd);
 void WriteAll(int fd, const std::string& text);
 std::string ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const std::string& text);
-// "<mode in octal> <uid>:<gid>" of a path (links not followed), or
+// The permission bits of a path in octal (links not followed), or
 // "missing".
-std::string DescribePath(const std::string& path);
+std::string FileMode(const std::string& path);
 
 }  // namespace qz_test
 
