@@ -172,15 +172,12 @@ const char* const kRows[][3] = {
      "255|{run 255}{current}{clean}||{seen runner}"},
     {"runner_fails", "runner 'exit 5'", "5|{ended 5}"},
     {"runner_not_executable", "plain qzrunner.bin; run", "13|{notrun 13}"},
-    {"runner_missing", "rm sys/bin/qzrunner.bin; run", "2|{notrun 2}"},
     {"post_up_to_date", "post 'exit 255'",
      "255|{ok}{clean}||{both}|{posted 65280}{current}{restore}{errlog 255}"},
     {"post_fails", "post 'exit 1'", "1|{postfailed 256 1}"},
     {"post_killed", "post 'kill -TERM $$'", "4|{postfailed 15 4}"},
-    {"post_missing", "rm sys/bin/qzpost; run", "2|{nopost 2}"},
     {"post_not_executable", "plain qzpost; run", "13|{nopost 13}"},
     {"server_missing", "rm sys/bin/qzserver; run", "2|{nopost 2}"},
-    {"server_not_executable", "plain qzserver; run", "13|{nopost 13}"},
     {"post_file",
      "{args post}=qzpost -s {bin}/qzserver -f {R}/update.post;{postfile}={log "
      "Using post file '{R}/update.post'};echo >root/update.post; run",
@@ -210,7 +207,6 @@ const char* const kRows[][3] = {
      "$Q --UPGRADE; exec $E QZ_LOGS=$T/home/logs $Q '--upgrade '",
      "1|{usage}{usage}{usage}{usage}{removed <T>/home/logs}|{fail 1}{fail "
      "1}{fail 1}{exit 1}"},
-    {"sudo_uid_not_a_number", "run SUDO_UID=x12", "0|{good {baduid}{baduid}}"},
     {"sudo_ids_unusable",
      "run SUDO_UID=-5 SUDO_GID=", "0|{good {baduid}{badgid}{baduid}{badgid}}"},
     {"sudo_uid_alone", "{ids}={uid 12};run SUDO_UID=12x", "0|{good}"},
@@ -237,16 +233,13 @@ const char* const kRows[][3] = {
      "39}|{both}||" LINKED},
     {"link_after_mkdir", CANARY "run SHIM_AFTER=mkdir",
      "0||{nodir <L> 20}|||" CANARIES MOVED},
-    {"host_names_leaving_root",
-     "mkdir root/M-x; $E HOSTNAME=x/y $Q --upgrade; run HOSTNAME=../up",
-     "0||{nodir <T>/root/M-x/y-<pid>-<id> 22}{nodir "
-     "<T>/root/M-../up-<pid>-<id> 22}|||<T>/root/M-x 755 me"},
+    {"host_name_leaving_root", "mkdir root/M-x; run HOSTNAME=x/y",
+     "0||{nodir <T>/root/M-x/y-<pid>-<id> 22}|||<T>/root/M-x 755 me"},
     {"blocked_signals", "run --block-signal --ignore-signal=CHLD", "0|{good}"},
     {"all_closed", "{fd1}=/dev/null;{fd2}=/dev/null;run <&- >&- 2>&-",
      "0|||{both}|{done}"},
     {"reader_gone", "{fd1}=<T>/p;mkfifo p; exec 4<>p 5>p 4<&-; run >&5 5>&-",
      "0|||{both}|{done}"},
-    {"output_full", "{fd1}=/dev/full;run >/dev/full", "0|||{both}|{done}"},
     {"error_full", "{fd2}=/dev/full;runner 'exit 5' 2>/dev/full",
      "5|{run 5}{clean}||{seen runner}"},
     // Each signal that ends the run at a prompt, by its number: not every
@@ -476,7 +469,7 @@ TEST(UpdateRedirectOutput, IntoFilesAndBack) {
   std::map<int, std::string> before = qz_test::Descriptors(getpid());
   UpdateRedirectOutput(temp.File("out").c_str());
   UpdatePrint("a\n");
-  std::string shown = qz_test::DescribePath(temp.File("out")).substr(0, 4);
+  std::string shown = qz_test::FileMode(temp.File("out")) + " ";
   chmod(temp.File("out").c_str(), 0640);
   UpdateRedirectOutput(temp.File("out").c_str());
   UpdateRedirectOutput(temp.File("none/out").c_str());
@@ -488,7 +481,7 @@ TEST(UpdateRedirectOutput, IntoFilesAndBack) {
   EXPECT_EQ(qz_test::Descriptors(getpid()), before);
   dup2(original.get(), 1);
   lseek(terminal.get(), 0, SEEK_SET);
-  shown += qz_test::DescribePath(temp.File("out")).substr(0, 4) +
+  shown += qz_test::FileMode(temp.File("out")) + " " +
            qz_test::ReadFile(temp.File("out")) +
            qz_test::ReadAll(terminal.get()) + err.Take();
   EXPECT_EQ(Normalize(shown, temp.path(), 0),
