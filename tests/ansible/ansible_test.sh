@@ -20,8 +20,7 @@ fail() { echo "FAIL: $*" >&2; exit 1; }
 for tool in ansible-playbook ansible-lint; do
   command -v "$tool" >/dev/null && continue
   [ -z "${CI:-}" ] || fail "'$tool' is missing (tools/install-deps installs it)"
-  echo "SKIP: '$tool' is missing (tools/install-deps installs it)"
-  exit 77
+  echo "SKIP: '$tool' is missing (tools/install-deps installs it)" && exit 77
 done
 
 work="$(mktemp -d "${TMPDIR:-/tmp}/qzupdate-ansible.XXXXXX")"
@@ -44,10 +43,9 @@ chmod 755 "$work/sys/bin/"*
 
 vars="\"qzupdate_driver\": \"$work/sys/bin/qzupdate\", \"ansible_become\": false"
 if [ "$(id -u)" -eq 0 ]; then
-  made_user="qzansible$$"
+  user="qzansible$$" && made_user="$user"
   useradd --system --no-create-home --home-dir "$work/home" --gid nogroup \
-    --shell /usr/sbin/nologin "$made_user"
-  user="$made_user"
+    --shell /usr/sbin/nologin "$user"
 else
   user="$(id -un)"
   echo "NOTE: not root: the product's user is the caller, so giving files away is not checked"
@@ -107,14 +105,13 @@ for scenario in "${scenarios[@]}"; do
     "$deploy/update.yml" </dev/null >"$work/out" 2>&1 || code=$?
   echo "recap of '$name': $(sed -n '/^PLAY RECAP/{n;p;}' "$work/out")"
   got="$(report)" || { cat "$work/out"; fail "$name: no junit report"; }
-  what="$name: ansible-playbook exited with $code, report:"$'\n'"$got"$'\n'"output:"$'\n'"$(cat "$work/out")"
-  [ "$(head -1 <<<"$got")" = "$counts" ] || fail "$what"$'\n'"expected changed and failed: $counts"
-  [ "$code" -eq "$([ "${counts#* }" = 0 ] && echo 0 || echo 2)" ] || fail "$what"
-  [ -z "$text" ] || grep -qF -- "$text" <<<"$got" || fail "$what"$'\n'"expected: $text"
-  [ "$(paste -sd' ' "$work/record" 2>/dev/null)" = "$record" ] ||
-    fail "$name: the fakes recorded '$(cat "$work/record" 2>/dev/null)', expected '$record'"
-  [ "$(find "$work/home" -mindepth 1 -printf '%P %m %U:%G\n' | paste -sd' ')" = "$left" ] ||
-    fail "$name: left in the home: $(find "$work/home" -mindepth 1 -printf '%P %m %U:%G, ') expected '$left'"
+  # Changed and failed, the playbook's exit status, the fakes' record and
+  # what is left in the home, each after a '|'.
+  seen="$(head -1 <<<"$got")|$code|$(paste -sd' ' "$work/record" 2>/dev/null)|$(
+    find "$work/home" -mindepth 1 -printf '%P %m %U:%G\n' | paste -sd' ')"
+  want="$counts|$([ "${counts#* }" = 0 ] && echo 0 || echo 2)|$record|$left"
+  { [ "$seen" = "$want" ] && { [ -z "$text" ] || grep -qF -- "$text" <<<"$got"; }; } ||
+    fail "$name: saw '$seen', expected '$want' and '$text' in the report:"$'\n'"$got"$'\n'"output:"$'\n'"$(cat "$work/out")"
 done
 [ -f "$work/stale/logs/session" ] || fail "the connecting account's QZ_LOGS reached the driver"
 

@@ -3,30 +3,21 @@
 // log channel (standard error).
 
 #include <cstdio>
-#include <cstring>
 
 #include "base/digest/md5.h"
 #include "base/error/error_text.h"
 #include "base/log/log.h"
 
 int main() {
-  const char* name = ErrorName(2);
-  if (name == nullptr) {
-    return 1;
-  }
-  Log() << "Consumer: ErrorName(2) is '" << name << "'.\n";
+  Log() << "Consumer: ErrorName(2) is '" << ErrorName(2) << "'.\n";
   LogFlush();
-
   Md5Context context;
   unsigned char digest[16];
   Md5Init(&context);
   Md5Append(&context, reinterpret_cast<const unsigned char*>("abc"), 3);
   Md5Finish(&context, digest);
-
-  std::printf("%s ", name);
-  for (unsigned char byte : digest) {
+  std::printf("%s ", ErrorName(2));
+  for (unsigned char byte : digest)
     std::printf("%02x", byte);
-  }
   std::printf("\n");
-  return 0;
 }
