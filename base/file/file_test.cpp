@@ -50,6 +50,7 @@ TEST(File, StatAndOwnership) {
       &out);
   qz_test::LogCapture capture;
   EXPECT_EQ(FileSize("", file.c_str()), 7);
+  EXPECT_EQ(FilePathIsExplicit(nullptr), 0);
   EXPECT_EQ(FileSetOwner(file.c_str(), geteuid(), getegid()), 1);
   const std::string head = "File: ERROR! Can't change ownership of '";
   const std::string refused =

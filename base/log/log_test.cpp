@@ -60,7 +60,8 @@ std::string Now() {
   return TimeFormat(text, &now);
 }
 
-// The whole prefix, then one cut as snprintf(buffer, size - 1, ...) cuts.
+// The whole prefix, then one cut as snprintf(buffer, size - 1, ...) cuts,
+// and none into no room.
 TEST(LogPrefix, IdsAndTimeOfDay) {
   const std::string ids = Ids(), before = Now();
   std::string text(kLogPrefixSize, 'Z');
@@ -71,6 +72,7 @@ TEST(LogPrefix, IdsAndTimeOfDay) {
   std::string cut(8, 'Z');
   EXPECT_EQ(LogPrefix(&cut[0], 7), 5);
   EXPECT_EQ(cut, ids.substr(0, 5) + '\0' + "ZZ");
+  EXPECT_EQ(LogPrefix(&cut[0], 0), 0);
 }
 
 // A forked child drops the ids that its forking thread cached. The first
@@ -93,8 +95,8 @@ TEST(LogPrefix, ForkedChildShowsItsOwnIds) {
 // Log and LogLabel begin a line with the prefix and the decimal base,
 // LogError with its word (the other level accessors differ only in theirs),
 // and a continuation keeps the base. With LogMutex held by a thread that is
-// gone, Log waits (a forked child ends by its alarm), while the direct
-// accessors and a disabled Logger go on.
+// gone, Log waits (a forked child ends by its alarm), while a Logger that
+// does not lock, the direct accessors and a disabled Logger go on.
 TEST(Log, AccessorsBeginTheirLines) {
   qz_test::LogCapture capture;
   Logger& logger = LoggerInstance();
@@ -107,6 +109,9 @@ TEST(Log, AccessorsBeginTheirLines) {
   std::async(std::launch::async, [] { pthread_mutex_lock(&LogMutex); }).get();
   int status = qz_test::RunInChild([](int) { return alarm(1), Log(), 0; });
   EXPECT_EQ(status, SIGALRM);
+  logger.locking = 0;
+  EXPECT_EQ(qz_test::RunInChild([](int) { return alarm(1), Log(), 0; }), 0);
+  logger.locking = 1;
   std::clog.rdbuf(logger.logStream->rdbuf());
   LogDirect() << 5 << '\n';
   std::clog.rdbuf(logger.savedLogBuffer);

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <filesystem>
 #include <iostream>
 #include <regex>
 
@@ -55,7 +56,8 @@ TEST(ProcessExitCode, DecodesWaitStatuses) {
 // layout once: a command vector without argv[0] starts nothing; a failed
 // look-up releases its buffer and leaves the name alone; only a non-empty
 // prefix that the text begins with is replaced; a temporary name in the
-// current directory is warned about.
+// current directory is warned about; a program given an environment of its
+// own is started with execve.
 TEST(ProcessCalls, ResultsAndFailureLines) {
   char* name = nullptr;
   char* buffer = nullptr;
@@ -65,6 +67,7 @@ TEST(ProcessCalls, ResultsAndFailureLines) {
   EXPECT_EQ(ProcessSetGroupId(static_cast<int>(getgid())), 1);
   EXPECT_EQ(ProcessSetUserId(-1), -1);
   EXPECT_EQ(ProcessExec(kMissing[0], kMissing + 1, nullptr), -1);
+  EXPECT_EQ(ProcessExec("/", kMissing + 1, kMissing + 2), -1);
   EXPECT_EQ(ProcessCreate(kMissing + 1, nullptr, 0, 1, 2, 0, 1), -1);
   EXPECT_EQ(errno, EINVAL);
   EXPECT_EQ(ProcessGetUserIdByName("root"), 0);
@@ -73,6 +76,7 @@ TEST(ProcessCalls, ResultsAndFailureLines) {
   EXPECT_EQ(errno, ENOENT);
   EXPECT_EQ(buffer, nullptr);
   EXPECT_EQ(ProcessGetGroupName(&name, -2), -1);
+  EXPECT_EQ(ProcessGetGroupName(&name, 0), 1);
   EXPECT_STREQ(name, "root");
   EXPECT_EQ(ProcessIsLocalHost("localhost"), 1);
   EXPECT_EQ(ProcessIsLocalHost("127.0.0.2"), 0);
@@ -87,6 +91,8 @@ TEST(ProcessCalls, ResultsAndFailureLines) {
       "Process: ERROR! Error is 22, Invalid argument.\n"
       "Process: WARNING! Function execvp() for '/nonexistent/qz' failed.\n"
       "Process: WARNING! Error is 2 'No such file or directory'.\n"
+      "Process: WARNING! Function execve() for '/' failed.\n"
+      "Process: WARNING! Error is 13 'Permission denied'.\n"
       "Process: WARNING! Invalid number of parameters in process creation.\n"
       "Process: ERROR! Can't get information for group 'qz-none'.\n"
       "Process: ERROR! Error is 2, No such file or directory.\n"
@@ -130,14 +136,17 @@ struct Start {
   const char* report;
 };
 
-// In a child: detaches (the survivor, where ProcessDetach gives 1, goes on),
+// In a child: detaches (the survivor, where ProcessDetach gives 1, goes on,
+// in the same directory),
 // takes the ids, puts the output pipe at 9, starts a shell that stops itself
 // (-p: it keeps a set-id identity) and writes what it shows.
 int DescribeStarted(const Start& s, int out) {
   const char* shell[] = {"/bin/sh", "sh", "-p", "-c", "kill -STOP $$", nullptr};
   int e = s.effective;
-  if (ProcessDetach() != 1 || (e >= 0 && (setresgid(65534, e, e) != 0 ||
-                                          setresuid(65534, e, e) != 0))) {
+  const std::filesystem::path directory = std::filesystem::current_path();
+  if (ProcessDetach() != 1 || std::filesystem::current_path() != directory ||
+      (e >= 0 &&
+       (setresgid(65534, e, e) != 0 || setresuid(65534, e, e) != 0))) {
     return 1;
   }
   dup2(out, 9);

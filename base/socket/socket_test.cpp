@@ -31,14 +31,17 @@ std::string Pair(const std::string& text, const char* level = "ERROR! ",
 // two lines with both log lines first, I two lines each followed by its
 // error-channel line) and errno EBADF; then its result on a TCP socket, at
 // the level its gate needs; one level lower a gated setter gives 0 and a
-// gated query -1 with ENOSYS, without a call. The others share these
-// layouts.
+// gated query -1 with ENOSYS, without a call; quick ack stands for the
+// setters gated on TCP support, non-blocking mode for those set through
+// fcntl. The others share these layouts.
 TEST(SocketOptions, LinesResultsAndGates) {
   using Case = std::tuple<int (*)(int, int), int, int, int, char, std::string>;
   const Case cases[] = {
       {SocketSetNoDelay, 1, -1, 1, 'E',
        "Can't set no-delay mode on FD#-1 to 1"},
       {SocketSetCork, 1, 3, 1, 'G', "Failed to set TCP_CORK to 1 on FD#-1"},
+      {SocketSetQuickAck, 1, 3, 1, 'G',
+       "Failed to set TCP_QUICKACK to 1 on FD#-1"},
       {[](int fd, int) { return SocketSetLowDelay(fd); }, 0, 1, 1, 'W',
        "Failed to set IPTOS_LOWDELAY on FD#-1 to 16"},
       {SocketSetKeepAlive, 1, -1, 1, 'E',
@@ -49,7 +52,9 @@ TEST(SocketOptions, LinesResultsAndGates) {
       {[](int fd, int) { return SocketGetQueued(fd); }, 0, 3, 0, 'E',
        "Failed to get bytes queued on FD#-1"},
       {[](int fd, int) { return SocketGetSendSpace(fd); }, 0, 3, 0, 'E',
-       "Failed to get bytes queued on FD#-1"}};
+       "Failed to get bytes queued on FD#-1"},
+      {SocketSetNonBlocking, 1, -1, 1, 'E',
+       "Can't set non-blocking mode on FD#-1 to 1"}};
   qz_test::ScopedFd tcp(socket(AF_INET, SOCK_STREAM, 0));
   for (const auto& [call, value, gate, result, layout, text] : cases) {
     const std::string lines =

@@ -80,7 +80,7 @@ TEST(StringFormat, TimeOfDay) {
   std::tm local{3, 5, 9, 14, 0, 123, 0, 0, -1, 0, nullptr};  // 14 Jan 2023
   const time_t second = mktime(&local);
   char expected[17], buffer[17];
-  for (long micros : {0L, 7L, 999L, 1000L, 10010L, 123456L, 999999L}) {
+  for (long micros : {0L, 7L, 999L, 1000L, 10010L, 123456L, 200300L, 999999L}) {
     static_cast<void>(snprintf(expected, 17, "09:05:03 %07.3f",
                                static_cast<double>(micros) * 0.001));
     const timeval time = {second, micros};

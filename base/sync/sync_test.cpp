@@ -19,7 +19,8 @@ int LockElsewhere(Mutex* mutex) {
 }
 
 // The owner gets the mutex again at once, whatever the timeout, and still
-// holds it after letting go once; a reset frees it.
+// holds it after letting go once, but not after letting go of each lock; a
+// reset frees it from a thread that is gone.
 TEST(Mutex, RecursiveLocksAndReset) {
   Mutex mutex;
   MutexInit(&mutex);
@@ -27,6 +28,9 @@ TEST(Mutex, RecursiveLocksAndReset) {
                    MutexTimedLock(&mutex, 1500) + MutexSpinLock(&mutex));
   pthread_mutex_unlock(&mutex);
   EXPECT_EQ(LockElsewhere(&mutex), 0);
+  for (int i = 0; i < 3; ++i)
+    pthread_mutex_unlock(&mutex);
+  EXPECT_EQ(LockElsewhere(&mutex), 1);
   MutexReset(&mutex);
   EXPECT_EQ(LockElsewhere(&mutex), 1);
 }
