@@ -1,5 +1,5 @@
-// The qzupdate command end to end, as one table of scenarios, then unit
-// tests of the helpers that no run reaches. A scenario runs the built
+// The qzupdate command end to end, as one table of scenarios, then a unit
+// test of the path search that no run reaches. A scenario runs the built
 // driver in a throwaway installation whose programs are fakes
 // (testing/fake_program.sh) and whose session file is kept when the driver
 // removes it (testing/preload_shim.cpp), and compares all that the run
@@ -9,15 +9,12 @@
 #include "update/update.h"
 
 #include <signal.h>
-#include <sys/mman.h>
 #include <sys/prctl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <iostream>
 #include <map>
 #include <regex>
 #include <string>
@@ -455,45 +452,6 @@ TEST(UpdatePaths, WithoutProcLink) {
     shown.append(buffer).append("|");
   }
   EXPECT_EQ(shown, fits + "/|" + at + "/|" + at + "/|||");
-}
-
-// Standard output into a new file, again into it while redirected, into a
-// file that cannot be opened, and back: the lines on each side, the new
-// file's mode, and no descriptor left behind.
-TEST(UpdateRedirectOutput, IntoFilesAndBack) {
-  qz_test::TempDir temp;
-  qz_test::ScopedFd terminal(memfd_create("terminal", 0));
-  qz_test::ScopedFd original(dup(1));
-  dup2(terminal.get(), 1);
-  qz_test::StderrCapture err;
-  std::map<int, std::string> before = qz_test::Descriptors(getpid());
-  UpdateRedirectOutput(temp.File("out").c_str());
-  UpdatePrint("a\n");
-  std::string shown = qz_test::FileMode(temp.File("out")) + " ";
-  chmod(temp.File("out").c_str(), 0640);
-  UpdateRedirectOutput(temp.File("out").c_str());
-  UpdateRedirectOutput(temp.File("none/out").c_str());
-  UpdatePrint("b\n");
-  UpdateRestoreOutput();
-  EXPECT_TRUE(UpdatePrint(nullptr).bad());
-  std::cout.clear();
-  static_cast<void>(fflush(stdout));
-  EXPECT_EQ(qz_test::Descriptors(getpid()), before);
-  dup2(original.get(), 1);
-  lseek(terminal.get(), 0, SEEK_SET);
-  shown += qz_test::FileMode(temp.File("out")) + " " +
-           qz_test::ReadFile(temp.File("out")) +
-           qz_test::ReadAll(terminal.get()) + err.Take();
-  EXPECT_EQ(Normalize(shown, temp.path(), 0),
-            "700 640 Update: Redirected stdout to '<T>/out'.\na\n"
-            "Update: Restoring stdout to the original handler.\n"
-            "Update: Redirected stdout to '<T>/out'.\n"
-            "Update: Restoring stdout to the original handler.\n"
-            "Update: File already exists.\nb\n"
-            "Update: Can't redirect stdout before restoring the original "
-            "descriptors.\nUpdate: Can't redirect stdout before restoring the "
-            "original descriptors.\nUpdate: Could not redirect stdout to "
-            "'<T>/none/out'.\n");
 }
 
 }  // namespace
