@@ -1,5 +1,6 @@
-// The qzupdate command end to end, as one table of scenarios, then a unit
-// test of the path search that no run reaches. A scenario runs the built
+// The qzupdate command end to end, as one table of scenarios, then unit
+// tests of what no run shows: the path search without /proc and the
+// descriptors of a redirection. A scenario runs the built
 // driver in a throwaway installation whose programs are fakes
 // (testing/fake_program.sh) and whose session file is kept when the driver
 // removes it (testing/preload_shim.cpp), and compares all that the run
@@ -452,6 +453,21 @@ TEST(UpdatePaths, WithoutProcLink) {
     shown.append(buffer).append("|");
   }
   EXPECT_EQ(shown, fits + "/|" + at + "/|" + at + "/|||");
+}
+
+// Standard output into a file not there yet, which is made 0700, and back:
+// the restored output keeps no descriptor of the redirection behind.
+TEST(UpdateRedirectOutput, IntoANewFileAndBack) {
+  qz_test::TempDir temp;
+  const std::string out = temp.File("out");
+  std::map<int, std::string> before = qz_test::Descriptors(getpid());
+  UpdateRedirectOutput(out.c_str());
+  UpdatePrint("a\n");
+  UpdateRestoreOutput();
+  EXPECT_EQ(qz_test::Descriptors(getpid()), before);
+  EXPECT_EQ(qz_test::FileMode(out) + " " + qz_test::ReadFile(out),
+            "700 Update: Redirected stdout to '" + out +
+                "'.\na\nUpdate: Restoring stdout to the original handler.\n");
 }
 
 }  // namespace
