@@ -43,9 +43,9 @@ extern "C" int mkdirat(int parent, const char* name, mode_t mode) {
                       ((kAfter == "qz" || kAfter == "home") && root))) {
     // What was made, or for "home" the directory it was made in.
     char dir[4096] = {};
-    static_cast<void>(readlink(at.c_str(), dir, sizeof dir - 1));
+    ssize_t length = readlink(at.c_str(), dir, sizeof dir - 1);
     std::string moved = kAfter == "home" ? dir : dir + ("/" + made);
-    if (rename(moved.c_str(), (moved + ".moved").c_str()) != 0 ||
+    if (length < 0 || rename(moved.c_str(), (moved + ".moved").c_str()) != 0 ||
         symlink(kTarget, moved.c_str()) != 0) {
       perror("shim: mkdirat");
     }
