@@ -74,12 +74,16 @@ int OpenMade(int parent, const char* name, int flags, const Expected& expected,
   }
   struct stat seen = {};
   const struct stat* identity = expected.identity;
+  // A directory made inside a set-group-ID directory inherits that bit;
+  // it is the parent's doing, not a planted file's, and the maker clears it.
+  mode_t inherited = expected.type == S_IFDIR ? S_ISGID : 0;
   if (fstat(fd, &seen) != 0 || (seen.st_mode & S_IFMT) != expected.type ||
       (expected.oneLink && seen.st_nlink != 1) ||
       (identity != nullptr &&
        (seen.st_dev != identity->st_dev || seen.st_ino != identity->st_ino)) ||
       (expected.mode != 0 &&
-       (seen.st_uid != geteuid() || (seen.st_mode & 07777) != expected.mode))) {
+       (seen.st_uid != geteuid() ||
+        (seen.st_mode & 07777 & ~inherited) != expected.mode))) {
     close(fd);
     errno = EPERM;
     return -1;
@@ -181,7 +185,7 @@ int UpdateMadeRoot(const char* root) {
   // place meanwhile, which is then neither changed nor used.
   KeepRoot(root, fd);
   if (fd >= 0) {
-    static_cast<void>(fchmod(fd, kDirectoryMode));
+    static_cast<void>(fchmod(fd, kDirectoryMode));  // no inherited setgid
   }
   UpdateSetOwnerOf(fd, root, true);
   return 0;
@@ -229,7 +233,7 @@ int UpdateMadeLogDirectory(const char* root, const char* name,
   StringSet(&made.logsPath, path);
   StringReset(&made.sessionPath);
   made.sessionPath = UpdateSessionPathOf(path);
-  static_cast<void>(fchmod(fd, kDirectoryMode));
+  static_cast<void>(fchmod(fd, kDirectoryMode));  // no inherited setgid
   UpdateSetOwnerOf(fd, path, true);
   return 0;
 }

@@ -271,6 +271,8 @@ const char* const kRows[][3] = {
      "directory\n}|<T>/root/canary 755 me"},
     {"log_directory_not_openable", "run SHIM_AFTER=open", "0||{nodir <L> 24}"},
     {"host_name_with_dots", "run HOSTNAME=a..b", "0|{good}"},
+    {"root_set_group_id", "chgrp $(id -g) root; chmod g+s root; run",
+     "0|{good}"},
     {"host_names_with_controls",
      "$E HOSTNAME=\"$(printf 'a\\nb')\" $Q --upgrade; run HOSTNAME=\"$(printf "
      "'\\033[31m')\"",
