@@ -268,26 +268,18 @@ bool UpdateIsMadeSession(const char* path) {
          strcmp(path, made.sessionPath) == 0;
 }
 
-bool UpdateMadeReopenSession(int output) {
+int UpdateMadeReopenSession() {
   if (!made.sessionMade) {
-    return false;
+    errno = ENOENT;
+    return -1;
   }
   // Given to the caller by now: owner and mode are the caller's to change,
   // the identity and the single link are not.
   Expected expected{S_IFREG};
   expected.oneLink = true;
   expected.identity = &made.sessionRecord;
-  int file =
-      OpenMade(made.logs, "session", O_WRONLY | O_APPEND | O_NOCTTY, expected);
-  if (file < 0) {
-    return false;
-  }
-  int result = -1;
-  do {
-    result = dup2(file, output);
-  } while (result < 0 && errno == EINTR && UpdateReceivedSignal() == 0);
-  close(file);
-  return result >= 0;
+  return OpenMade(made.logs, "session", O_WRONLY | O_APPEND | O_NOCTTY,
+                  expected);
 }
 
 bool UpdateMadeSessionPresent() {

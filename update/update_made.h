@@ -67,10 +67,10 @@ int UpdateMadeSession();
 bool UpdateIsMadeLogDirectory(const char* path);
 bool UpdateIsMadeSession(const char* path);
 
-// Puts the session file made, opened again for appending through the log
-// directory's descriptor, onto descriptor output, only while the name
-// "session" still leads to that very file. True when it is on output.
-bool UpdateMadeReopenSession(int output);
+// The session file made, opened again for appending through the log
+// directory's descriptor, only while the name "session" still leads to that
+// very file: a close-on-exec descriptor, or -1 with errno.
+int UpdateMadeReopenSession();
 
 // Whether "session" in the log directory made is still the file made.
 bool UpdateMadeSessionPresent();

@@ -16,23 +16,29 @@
 
 namespace {
 
-// Points the stdout stream's descriptor at path, opened for appending
-// (created with mode 0666 less the umask, as a stream reopened with "a"
-// would be). The file is opened first and only then put in place, so a
-// file that cannot be opened leaves standard output as it was; the open
-// does not wait (for a FIFO's reader), and an interrupted call is repeated
-// only while no terminating signal has come. Returns true on success; errno
-// tells why not otherwise.
-bool ReopenOutputAppending(const char* path, int output) {
+// Opens path for appending (created with mode 0666 less the umask, as a
+// stream reopened with "a" would be). The open does not wait (for a FIFO's
+// reader), and an interrupted call is repeated only while no terminating
+// signal has come. A close-on-exec descriptor, or -1 with errno.
+int OpenAppending(const char* path) {
   int file = -1;
   do {
     file = open(path, O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_CLOEXEC,
                 0666);
   } while (file < 0 && errno == EINTR && UpdateReceivedSignal() == 0);
+  if (file >= 0) {
+    static_cast<void>(fcntl(file, F_SETFL, fcntl(file, F_GETFL) & ~O_NONBLOCK));
+  }
+  return file;
+}
+
+// Puts file (-1: none could be opened) onto output and closes it, so that a
+// file that could not be opened leaves standard output as it was. True on
+// success; errno tells why not otherwise.
+bool PutOnOutput(int file, int output) {
   if (file < 0) {
     return false;
   }
-  static_cast<void>(fcntl(file, F_SETFL, fcntl(file, F_GETFL) & ~O_NONBLOCK));
   int result = -1;
   do {
     result = dup2(file, output);  // the copy on output is inherited
@@ -72,8 +78,8 @@ void UpdateRedirectOutput(const char* path) {
   // The session file lies in a directory that belongs to the caller by
   // now: it is never created, followed or changed by name there.
   bool session = UpdateIsMadeSession(path);
-  bool reopened = session ? UpdateMadeReopenSession(output)
-                          : ReopenOutputAppending(path, output);
+  bool reopened = PutOnOutput(
+      session ? UpdateMadeReopenSession() : OpenAppending(path), output);
   if (reopened) {
     UpdatePrint("Update: Redirected stdout to '") << path << "'.\n";
     UpdateFlushOutput();
