@@ -116,7 +116,9 @@ int UpdateResolveDirectory(int start, const char* path, bool safe) {
         int root = open("/", O_PATH | O_DIRECTORY | O_CLOEXEC);
         struct stat top = {};
         if (root < 0 || fstat(root, &top) != 0) {
-          return Fail(&walk, errno);
+          int error = errno;
+          close(root);
+          return Fail(&walk, error);
         }
         Step(&walk, root, top);
         if (safe && seen.st_uid != 0) {
