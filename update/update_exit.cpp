@@ -36,8 +36,8 @@ void UpdateCloseLogFile() {
 }  // namespace
 
 bool UpdateIsUpToDate(int code) {
-  // 255 and -1 agree in their low eight bits, all that an exit status keeps.
-  return ((code + 1) & ~0x100) == 0;
+  // -1 is what 255 is as a signed byte: a child's exit(-1) reads as 255.
+  return code == 255 || code == -1;
 }
 
 void UpdateExitWith(int code) {
