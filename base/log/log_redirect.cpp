@@ -64,10 +64,9 @@ void LoggerRetireStream(Logger& logger, std::ostream* old,
   retired->reset(old);
 }
 
-// Opens opened (appending) and makes it the channel's current stream, with
-// path (an owned string, taken over in every case) as the channel's path.
-// Makes file (when there is one) the channel's current stream and path its
-// path, retiring the previous stream; path is freed otherwise.
+// Makes file (when there is one) the channel's current stream and path (an
+// owned string, taken over in every case) its path, retiring the previous
+// stream; path is freed otherwise.
 void Adopt(Logger& logger, Channel channel, std::unique_ptr<std::ofstream> file,
            char* path) {
   if (file == nullptr) {
